@@ -1,0 +1,23 @@
+# Install rules and the CMake package so that an application can find_package(NorvikCloud).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS norvik_compile_options norvikCore norvikStreams norvikNetwork norvikCloud
+    EXPORT NorvikCloudTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(EXPORT NorvikCloudTargets
+    NAMESPACE Norvik::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/NorvikCloud)
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/NorvikCloudConfig.cmake.in
+    ${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/NorvikCloud)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/NorvikCloud)

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QString>
+
+namespace Norvik::Cloud {
+
+// Version text of libnorvikCloud, "major.minor.patch".
+QString libraryVersion();
+
+} // namespace Norvik::Cloud

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QJsonDocument>
+#include <QMap>
+#include <QMutex>
+#include <QSharedPointer>
+#include <QString>
+#include <QUuid>
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace nn {
+class socket;
+}
+
+namespace Norvik::Cloud {
+
+class IOperation;
+class OperationJob;
+class OperationTask;
+
+// The library's entry object and the owner of the engine: the sockets, the task and job
+// threads, and the registry of operations by id.
+//
+// The first instance() starts ThreadCount task threads and as many job threads and then
+// sleeps one second: the threads subscribe to the command socket on their own, and that
+// pause is the only thing that lets their subscriptions settle before the first result is
+// published. stop() ends the engine for good; it cannot be started again.
+class OperationManager
+{
+public:
+    static OperationManager& instance();
+
+    // The topic of control messages on the command socket.
+    static constexpr QUuid COMMAND_ID = QUuid();
+    static constexpr const char* COMMAND_ADDRESS = "inproc://command_address";
+    static constexpr const char* TASK_ADDRESS = "inproc://task_address";
+    static constexpr const char* WORKER_ADDRESS = "inproc://worker_address";
+
+    // Task threads and job threads each; at least 1. Takes effect only before the first
+    // instance().
+    static void setThreadCount(int count);
+    static int threadCount();
+    // The byte budget of the memory buffers; at least 104857600, which is also the default.
+    static void setMemoryUsed(quint64 bytes);
+    static quint64 memoryUsed();
+    // Where part files wait; stored as given. The default is a fresh folder name under /tmp.
+    static void setTemporaryFileFolderPath(const QString& path);
+    static QString temporaryFileFolderPath();
+
+    // Binds the sockets and starts the threads; run by the first instance(). False when a
+    // socket cannot be made, which leaves the engine inert, or when it has run before.
+    bool init();
+    // Aborts all transfers, stops and joins every thread and closes the sockets. Queued jobs
+    // and undelivered results are dropped; operations are not told.
+    void stop();
+
+    // Queues a registered operation for a task thread; unknown ids and a stopped engine are
+    // ignored.
+    void exec(const QUuid& id);
+    QSharedPointer<IOperation> getOperation(const QUuid& id);
+    void removeOperation(const QUuid& id);
+    // Adds an operation made elsewhere to the registry, under its id. False for a null
+    // pointer.
+    bool registerOperation(const QSharedPointer<IOperation>& operation);
+    // Publishes a job's result to the task thread that sent the job.
+    void sendOperationResult(const QUuid& taskId, const QJsonDocument& result);
+
+private:
+    OperationManager();
+    ~OperationManager();
+    OperationManager(const OperationManager&) = delete;
+    OperationManager& operator=(const OperationManager&) = delete;
+
+    void stopForgotten();
+    void commandStopThread();
+    void joinThread();
+
+    std::vector<std::unique_ptr<OperationTask>> m_tasks;
+    std::vector<std::unique_ptr<OperationJob>> m_jobs;
+    std::unique_ptr<nn::socket> m_workerSocket;
+    std::unique_ptr<nn::socket> m_taskSocket;
+    std::unique_ptr<nn::socket> m_taskSender;
+    std::unique_ptr<nn::socket> m_commandSocket;
+    QMutex m_commandMutex;
+    QMutex m_operationsMutex;
+    QMap<QUuid, QSharedPointer<IOperation>> m_operations;
+    bool m_initialised = false;
+    bool m_stopped = false;
+
+    static std::atomic<int> s_threadCount;
+    static std::atomic<quint64> s_memoryUsed;
+};
+
+} // namespace Norvik::Cloud

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "engine/EngineThread.h"
+
+#include <QJsonDocument>
+#include <QUuid>
+
+namespace nn {
+class socket;
+}
+
+namespace Norvik::Cloud {
+
+// A task thread: adopts one operation at a time from the shared task socket, asks it for
+// jobs on every pass of its loop, pushes them to the job threads and hands the results it
+// receives under its own id back to the operation. It is released when it sees the operation
+// in state 3 or 4, or gone from the registry.
+class OperationTask : public EngineThread
+{
+public:
+    explicit OperationTask(nn::socket* taskSocket);
+
+    // Moves the operation to state 2; false when it is not registered.
+    bool onTask(const QUuid& operationId);
+    // Hands a job's result to the operation; false for a document that is no object or an
+    // operation that is gone.
+    bool operationResult(const QUuid& operationId, const QJsonDocument& result);
+
+protected:
+    void run() override;
+
+private:
+    void loop();
+
+    nn::socket* const m_taskSocket;
+};
+
+} // namespace Norvik::Cloud

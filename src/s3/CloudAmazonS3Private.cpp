@@ -1,0 +1,92 @@
+#include "s3/CloudAmazonS3Private.h"
+
+#include <NorvikCore/Hash.h>
+
+#include <QLocale>
+
+namespace Norvik::Cloud::Api {
+
+CloudAmazonS3Private::CloudAmazonS3Private(Type type)
+    : CloudAmazonS3LikePrivate(type)
+{
+    setUsePathStyle(false);
+}
+
+CloudAmazonS3Private::~CloudAmazonS3Private() = default;
+
+QPair<QUrl, CloudAmazonS3Private::HeaderMap> CloudAmazonS3Private::signatureAws4(
+    RequestType type, const QUrl& url, const QString& bucket, const QString& path, const QUrlQuery& query,
+    HeaderMap& headers, bool useRegion, const QDateTime& now, QSharedPointer<QIODevice> body, long long size)
+{
+    // Set before the base signs, so that it is signed with all the other headers. An empty
+    // post gets none.
+    if ((type == PUT || type == POST) && size != 0) {
+        // Both digests in one pass over the body. The base leaves a payload digest that is
+        // already there alone, so a caller's own value still wins.
+        Core::Hash::Digest md5(Core::Hash::Algorithm::Md5);
+        Core::Hash::Digest sha256(Core::Hash::Algorithm::Sha256);
+        const bool hasPayloadDigest = headers.contains("x-amz-content-sha256");
+        if (hasPayloadDigest)
+            digestRest(body.data(), {&md5});
+        else
+            digestRest(body.data(), {&md5, &sha256});
+        headers.insert("Content-MD5", md5.result().toBase64());
+        if (!hasPayloadDigest)
+            headers.insert("x-amz-content-sha256", sha256.result().toHex());
+    } else if (type == PUT) {
+        headers.insert("Content-MD5", QByteArray(Core::Hash::EmptyMd5_Base64));
+    }
+    return CloudAmazonS3LikePrivate::signatureAws4(type, url, bucket, path, query, headers, useRegion, now,
+                                                   body, size);
+}
+
+QString CloudAmazonS3Private::signatureAws4DateFormat(const QDateTime& dateTime) const
+{
+    // The string to sign repeats this text as its date line, so Amazon S3 sees the HTTP date
+    // form there too.
+    return QLocale(QLocale::English).toString(dateTime, QStringLiteral("ddd, dd MMM yyyy hh:mm:ss ")) +
+           QStringLiteral("GMT");
+}
+
+bool CloudAmazonS3Private::usePathStyle(const QString& bucket) const
+{
+    return usePathStyle() || bucket != bucket.toLower();
+}
+
+QUrl CloudAmazonS3Private::requestEndpoint(const QString& bucket, bool useRegion)
+{
+    const QString host = endpoint().host();
+    const bool pathStyle = usePathStyle(bucket);
+    QUrl url;
+    if (!bucket.isEmpty() && !pathStyle) {
+        QString prefix;
+        if (!useRegion || signature() != Info::AmazonS3Like::V4)
+            prefix = QStringLiteral("s3");
+        else if (m_useAccelerate)
+            prefix = QStringLiteral("s3-accelerate");
+        else
+            prefix = regions().value(region()).second;
+        url = prefix.isEmpty() ? QUrl(QStringLiteral("//%1.s3.%2").arg(bucket, host))
+                               : QUrl(QStringLiteral("//%1.%2.%3").arg(bucket, prefix, host));
+        url.setScheme(endpoint().scheme());
+        return url;
+    }
+
+    url = QUrl(QStringLiteral("//s3.%1").arg(host));
+    url.setScheme(endpoint().scheme());
+    if (pathStyle && signature() == Info::AmazonS3Like::V2)
+        url = url.resolved(QUrl(QStringLiteral("./%1/").arg(bucket)));
+    return url;
+}
+
+bool CloudAmazonS3Private::checkS3AccelerateConfig() const
+{
+    return true;
+}
+
+Info::RegionMap CloudAmazonS3Private::regions()
+{
+    return cloudInfo()->regions(false);
+}
+
+} // namespace Norvik::Cloud::Api

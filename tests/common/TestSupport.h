@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <ostream>
+
+namespace NorvikTest {
+
+// Installs a global configuration whose retry waits are a thousandth of the real ones, so
+// that a suite exercising retries never sleeps for long. Everything else keeps its default.
+void installFastRetries();
+
+// Runs the Qt event loop of the calling thread until condition() is true or timeoutMs have
+// passed. Returns the last value of condition().
+bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000);
+
+// Deterministic pseudo-random bytes: the same seed always gives the same data.
+QByteArray randomBytes(qsizetype size, quint32 seed = 1);
+
+// The folder of the running test binary's scratch space, made empty on first use.
+QString scratchDir(const QString& name);
+
+} // namespace NorvikTest
+
+// Readable failure messages for Qt's text types in GoogleTest assertions.
+QT_BEGIN_NAMESPACE
+inline void PrintTo(const QString& text, std::ostream* out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QByteArray& bytes, std::ostream* out)
+{
+    *out << '"' << bytes.toStdString() << '"';
+}
+QT_END_NAMESPACE

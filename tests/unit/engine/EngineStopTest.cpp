@@ -1,0 +1,153 @@
+#include "EngineTestOperations.h"
+#include "LogCapture.h"
+
+#include "engine/Command.h"
+#include "engine/JobFormat.h"
+#include "engine/OperationManager.h"
+#include "engine/SocketMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <nanomsg/pubsub.h>
+
+#include <QCoreApplication>
+#include <QSemaphore>
+#include <QThread>
+
+#include <atomic>
+#include <thread>
+
+#include "TestSupport.h"
+
+using namespace Norvik::Cloud;
+using NorvikTest::LogCapture;
+using NorvikTest::ProbeOperation;
+
+namespace {
+
+// Everything published on the command socket, as a third party sees it on the wire.
+QByteArray nextPublished(nn::socket& listener, int timeoutMs = 3000)
+{
+    nn_pollfd fd{listener.fd(), NN_POLLIN, 0};
+    if (nn::poll(&fd, 1, timeoutMs) < 1)
+        return QByteArray();
+    return receiveMessage(listener, NN_DONTWAIT);
+}
+
+// Keeps its task thread inside makeJob() until released, so that the thread reads nothing
+// from its sockets meanwhile.
+class BlockingOperation : public IOperation
+{
+public:
+    BlockingOperation()
+        : IOperation(QStringLiteral("Blocking"), NorvikTest::probeConfig(), nullptr)
+    {
+    }
+
+    QJsonDocument makeJob() override
+    {
+        if (!m_entered.exchange(true))
+            m_release.acquire();
+        return QJsonDocument();
+    }
+    void resultJob(const QJsonDocument&) override {}
+
+    bool entered() const { return m_entered.load(); }
+    void release() { m_release.release(); }
+
+private:
+    std::atomic<bool> m_entered{false};
+    QSemaphore m_release;
+};
+
+} // namespace
+
+// The whole life of an engine of three task and three job threads, up to its stop.
+TEST(EngineStop, StopEndsEveryThreadAndTheEngineStaysStopped)
+{
+    LogCapture log;
+    OperationManager::setThreadCount(3);
+    OperationManager& manager = OperationManager::instance();
+    OperationManager::setThreadCount(8); // too late: the pool is sized
+    EXPECT_EQ(log.count({QStringLiteral("Worker stated:")}), 3);
+
+    nn::socket listener(AF_SP, NN_SUB);
+    listener.setsockopt(NN_SUB, NN_SUB_SUBSCRIBE, "", 0);
+    listener.connect(OperationManager::COMMAND_ADDRESS);
+    QThread::msleep(100);
+
+    // A result on the wire: the task's id, then the binary JSON of the job.
+    QSharedPointer<ProbeOperation> probe(new ProbeOperation(NorvikTest::probeConfig()));
+    ASSERT_TRUE(manager.registerOperation(probe));
+    probe->exec();
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return probe->isComplite(); }));
+    const QByteArray published = nextPublished(listener);
+    ASSERT_GT(published.size(), 38);
+    const QUuid task(published.left(38));
+    EXPECT_FALSE(task.isNull());
+    const QJsonDocument result = QJsonDocument::fromBinaryData(published.mid(38), QJsonDocument::Validate);
+    EXPECT_EQ(result.object(), probe->lastResult());
+    EXPECT_EQ(QUuid(result.object().value(JobFormat::TaskId).toString()), task);
+
+    // One task thread stuck inside an operation when the stop comes, with far more results
+    // queued for it than its subscriber holds: the first stop command cannot reach it.
+    QSharedPointer<BlockingOperation> blocking(new BlockingOperation);
+    ASSERT_TRUE(manager.registerOperation(blocking));
+    blocking->exec();
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return blocking->entered(); }));
+    const QJsonDocument noise(QJsonObject{{QStringLiteral("noise"), QString(100, QLatin1Char('n'))}});
+    for (int i = 0; i < 4000; ++i)
+        manager.sendOperationResult(QUuid::createUuid(), noise);
+
+    nn::socket stopListener(AF_SP, NN_SUB);
+    stopListener.setsockopt(NN_SUB, NN_SUB_SUBSCRIBE, "", 0);
+    stopListener.connect(OperationManager::COMMAND_ADDRESS);
+    std::thread releaser([&] {
+        QThread::msleep(700);
+        blocking->release();
+    });
+    // Read while stop() runs: messages still queued when the command socket closes are lost.
+    std::atomic<bool> stopped{false};
+    QList<QByteArray> stopMessages;
+    std::thread reader([&] {
+        while (!stopped.load()) {
+            const QByteArray message = nextPublished(stopListener, 20);
+            if (!message.isEmpty())
+                stopMessages.append(message);
+        }
+    });
+    manager.stop();
+    stopped.store(true);
+    releaser.join();
+    reader.join();
+
+    // stop() returns after joining every thread.
+    EXPECT_EQ(log.count({QStringLiteral("Stop command: task")}), 3);
+    EXPECT_EQ(log.count({QStringLiteral("OperationTask"), QStringLiteral("finished:")}), 3);
+    EXPECT_EQ(log.count({QStringLiteral("Stop command: worker")}), 3);
+    EXPECT_EQ(log.count({QStringLiteral("OperationJob: stopped:")}), 3);
+    EXPECT_EQ(log.count({QStringLiteral("exception")}), 0);
+    // On the wire: the stop command, repeated while a thread had not ended.
+    EXPECT_GE(stopMessages.size(), 2);
+    for (const QByteArray& message : stopMessages)
+        EXPECT_EQ(message, Command::stop());
+
+    // Operations are not told; they keep their state and their place in the registry.
+    QCoreApplication::processEvents();
+    EXPECT_EQ(blocking->state(), IOperation::StateRunning);
+    EXPECT_EQ(manager.getOperation(blocking->id()), blocking);
+
+    // Nothing runs any more: exec() does not even queue.
+    QSharedPointer<ProbeOperation> late(new ProbeOperation(NorvikTest::probeConfig()));
+    ASSERT_TRUE(manager.registerOperation(late));
+    late->exec();
+    QThread::msleep(200);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(late->state(), IOperation::StateCreated);
+    EXPECT_EQ(late->execResultCount(), 0);
+
+    // Both are harmless now.
+    manager.sendOperationResult(task, result);
+    manager.stop();
+    EXPECT_EQ(log.count({QStringLiteral("Stop command:")}), 6);
+}

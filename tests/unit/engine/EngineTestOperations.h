@@ -1,0 +1,75 @@
+#pragma once
+
+#include "engine/IOperationSimple.h"
+
+#include <QJsonObject>
+#include <QMutex>
+#include <QSet>
+#include <QThread>
+#include <QVector>
+
+#include <atomic>
+
+namespace NorvikTest {
+
+// A one-job operation as the real ones are built: one job of type "probe", and the result
+// ends it. It records where its engine calls ran and what came back.
+class ProbeOperation : public Norvik::Cloud::IOperationSimple
+{
+    Q_OBJECT
+
+public:
+    explicit ProbeOperation(const QMap<QString, QVariant>& config, QObject* parent = nullptr);
+
+    QJsonObject lastResult() const;
+    QThread* makeJobThread() const { return m_makeJobThread.load(); }
+    QThread* resultThread() const { return m_resultThread.load(); }
+    int execResultCount() const { return m_execResultCount.load(); }
+    int phase() const { return m_phase; }
+
+    // The protected parts of the base, for tests that drive an operation by hand.
+    using IOperation::changeState;
+    using IOperation::createJob;
+
+protected:
+    QJsonDocument execJob() override;
+    void execResult(const QJsonObject& result) override;
+
+private:
+    mutable QMutex m_recordMutex;
+    QJsonObject m_lastResult;
+    std::atomic<QThread*> m_makeJobThread{nullptr};
+    std::atomic<QThread*> m_resultThread{nullptr};
+    std::atomic<int> m_execResultCount{0};
+};
+
+// Sends one job, then holds its task thread: it never ends by itself, so it stays running
+// until it is removed. Counts the engine's calls and remembers every thread that served it.
+class HoldingOperation : public Norvik::Cloud::IOperation
+{
+    Q_OBJECT
+
+public:
+    explicit HoldingOperation(const QMap<QString, QVariant>& config, QObject* parent = nullptr);
+
+    QJsonDocument makeJob() override;
+    void resultJob(const QJsonDocument& result) override;
+
+    int makeJobCount() const { return m_makeJobCount.load(); }
+    int resultCount() const { return m_resultCount.load(); }
+    QVector<QJsonObject> results() const;
+    QSet<QThread*> servingThreads() const;
+
+private:
+    mutable QMutex m_mutex;
+    bool m_sent = false;
+    QVector<QJsonObject> m_results;
+    QSet<QThread*> m_threads;
+    std::atomic<int> m_makeJobCount{0};
+    std::atomic<int> m_resultCount{0};
+};
+
+// A configuration as a client gives it: a type, an id and a secret.
+QMap<QString, QVariant> probeConfig();
+
+} // namespace NorvikTest

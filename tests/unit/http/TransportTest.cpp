@@ -1,0 +1,703 @@
+// The HTTP transport against a scripted server on 127.0.0.1: which answers are results, which
+// failures are tried again and what each becomes, and where the caller's devices are left.
+
+#include "connection/CloudHttpPrivate.h"
+#include "connection/Exception.h"
+
+#include "ScriptedHttpServer.h"
+#include "TestSupport.h"
+
+#include <NorvikCore/GlobalConfig.h>
+
+#include <QBuffer>
+#include <QFile>
+
+#include <gmock/gmock.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <functional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+using Norvik::Cloud::Api::CloudHttp;
+using Server = NorvikTest::ScriptedHttpServer;
+using Private = CloudHttp::CloudHttpPrivate;
+using HeaderMap = Private::HeaderMap;
+namespace Exception = Norvik::Cloud::Api::Exception;
+
+// Retries without long waits, a transfer slower than 1 MB/s for one second fails (libcurl
+// averages the speed over several seconds, so a lower limit would let a stall that follows a
+// burst pass), and the default number of attempts (4).
+class TransportConfig : public Norvik::Core::GlobalConfig
+{
+public:
+    double retryWaitFactor() const override { return 0.001; }
+    int lowSpeedTime() const override { return 1; }
+    int lowSpeedLimit() const override { return 1000 * 1000; }
+    int connectTimeout() const override { return 5; }
+};
+constexpr int Attempts = 4;
+
+// Records what reaches exceptionFactory and throws what the test chooses, or the default.
+class Probe : public Private
+{
+public:
+    struct Failure
+    {
+        HeaderMap requestHeaders;
+        HeaderMap responseHeaders;
+        int status = 0;
+        QByteArray body;
+    };
+
+    void exceptionFactory(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders, int status,
+                          const QByteArray& body) override
+    {
+        failures.append({requestHeaders, responseHeaders, status, body});
+        if (raise)
+            raise(status, body);
+        Private::exceptionFactory(requestHeaders, responseHeaders, status, body);
+    }
+
+    QList<Failure> failures;
+    std::function<void(int status, const QByteArray& body)> raise;
+};
+
+// A final answer that is never retried, so that one request gives one outcome.
+void throwFinal(int status, const QByteArray& body)
+{
+    throw Exception::Operation(status, body, QStringLiteral("final"), false);
+}
+
+Server::Response answer(int status, const QByteArray& body = QByteArray())
+{
+    Server::Response response;
+    response.status = status;
+    response.body = body;
+    return response;
+}
+
+QSharedPointer<QIODevice> readBuffer(const QByteArray& data, qint64 position = 0)
+{
+    auto buffer = QSharedPointer<QBuffer>::create();
+    buffer->setData(data);
+    buffer->open(QIODevice::ReadOnly);
+    buffer->seek(position);
+    return buffer;
+}
+
+// A source whose reads fail, as a file on a failing disk does.
+class FailingSource : public QIODevice
+{
+public:
+    FailingSource() { open(QIODevice::ReadOnly); }
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char*, qint64) override { return -1; }
+};
+
+// Begun requests and failed attempts of one verb since construction.
+class CountDelta
+{
+public:
+    explicit CountDelta(QPair<quint64, quint64> (*read)())
+        : m_read(read)
+        , m_start(read())
+    {
+    }
+    quint64 begun() const { return m_read().first - m_start.first; }
+    quint64 failed() const { return m_read().second - m_start.second; }
+
+private:
+    QPair<quint64, quint64> (*m_read)();
+    QPair<quint64, quint64> m_start;
+};
+
+// Answers every connection at once with a plain HTTP error and closes it, as a plain server
+// does when it is greeted in TLS.
+class PlainTextPeer
+{
+public:
+    ~PlainTextPeer()
+    {
+        m_stop = true;
+        if (m_socket >= 0)
+            ::shutdown(m_socket, SHUT_RDWR);
+        if (m_thread.joinable())
+            m_thread.join();
+        if (m_socket >= 0)
+            ::close(m_socket);
+    }
+
+    bool start()
+    {
+        m_socket = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof(address);
+        if (m_socket < 0 || ::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+            ::listen(m_socket, 8) != 0 ||
+            ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+            return false;
+        m_port = ntohs(address.sin_port);
+        m_thread = std::thread([this] {
+            while (!m_stop) {
+                const int peer = ::accept(m_socket, nullptr, nullptr);
+                if (peer < 0)
+                    return;
+                const char reply[] = "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n";
+                [[maybe_unused]] const auto sent = ::send(peer, reply, sizeof(reply) - 1, MSG_NOSIGNAL);
+                ::close(peer);
+            }
+        });
+        return true;
+    }
+
+    QUrl url() const { return QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(m_port)); }
+
+private:
+    int m_socket = -1;
+    quint16 m_port = 0;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+class Transport : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite() { Norvik::Core::GlobalConfig::install(new TransportConfig); }
+    static void TearDownTestSuite() { NorvikTest::installFastRetries(); }
+
+    void SetUp() override { ASSERT_TRUE(server.start()) << server.errorString().toStdString(); }
+
+    void serve(const Server::Response& response)
+    {
+        server.setHandler([response](const Server::Request&) { return response; });
+    }
+
+    QUrl url(const QString& path = QStringLiteral("/bucket/key")) const { return server.url(path); }
+
+    Server server;
+    Probe probe;
+};
+
+// --- Parsing --------------------------------------------------------------------------------
+
+TEST(TransportHeaders, LastBlockWinsAndLinesWithoutANameAreSkipped)
+{
+    const QByteArray raw = "HTTP/1.1 100 Continue\r\nX-A: first\r\nX-Only-First:  1 \r\n\r\n"
+                           "HTTP/1.1 200 OK\r\nx-a: second\r\nContent-Type: text/plain; a=b:c\r\n"
+                           ": no name\r\n  : blank name\r\nno colon\r\n\r\n";
+    const HeaderMap expected{{"content-type", "text/plain; a=b:c"}, {"x-a", "second"}, {"x-only-first", "1"}};
+    EXPECT_EQ(Private::responseHeaders(raw), expected);
+}
+
+TEST(TransportHeaders, RequestLinesFollowTheMapOrderInUtf8)
+{
+    const HeaderMap headers{{"b", "2"}, {"A", "\xC3\xA9"}, {"Content-Length", "5"}};
+    const std::list<std::string> expected{"A: \xC3\xA9", "Content-Length: 5", "b: 2"};
+    EXPECT_EQ(Private::makeRawHeader(headers), expected);
+}
+
+// --- Results --------------------------------------------------------------------------------
+
+TEST_F(Transport, SuccessStatusesDependOnTheVerb)
+{
+    struct Case
+    {
+        Private::RequestType verb;
+        int status;
+        bool success;
+    };
+    const QList<Case> cases{
+        {Private::GET, 200, true},     {Private::GET, 206, true},    {Private::GET, 201, false},
+        {Private::GET, 204, false},    {Private::PUT, 200, true},    {Private::PUT, 201, true},
+        {Private::PUT, 202, true},     {Private::PUT, 204, false},   {Private::POST, 202, true},
+        {Private::POST, 206, false},   {Private::DELETE, 200, true}, {Private::DELETE, 202, false},
+        {Private::DELETE, 204, false}, {Private::HEAD, 200, true},   {Private::HEAD, 204, true},
+        {Private::HEAD, 206, false},
+    };
+    probe.raise = throwFinal;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(Private::requestType2String(c.verb).toStdString() + " " + std::to_string(c.status));
+        serve(answer(c.status));
+        probe.failures.clear();
+        HeaderMap headers;
+        QByteArray out;
+        const auto call = [&] {
+            switch (c.verb) {
+            case Private::GET:
+                probe.get(url(), headers, out, QUuid());
+                break;
+            case Private::PUT:
+                probe.put(url(), headers, QByteArray("data"), QUuid());
+                break;
+            case Private::POST:
+                probe.post(url(), headers, QByteArray("data"), QUuid());
+                break;
+            case Private::DELETE:
+                probe.delete_(url(), headers);
+                break;
+            case Private::HEAD:
+                probe.head(url(), headers);
+                break;
+            }
+        };
+        if (c.success) {
+            EXPECT_NO_THROW(call());
+            EXPECT_TRUE(probe.failures.isEmpty());
+        } else {
+            EXPECT_THROW(call(), Exception::Operation);
+            ASSERT_EQ(probe.failures.size(), 1);
+            EXPECT_EQ(probe.failures.at(0).status, c.status);
+        }
+    }
+}
+
+TEST_F(Transport, BodiesLandWhereTheVerbCollectsThem)
+{
+    server.setHandler([](const Server::Request& request) {
+        return answer(200, request.method == "HEAD" ? QByteArray() : "answer to " + request.method)
+            .withHeader("X-Custom", " value ");
+    });
+    // Each call has its own map: the transport leaves "Content-Length" in the map of an upload.
+    HeaderMap forGet;
+    QByteArray out = "old";
+    const auto got = probe.get(url(), forGet, out, QUuid());
+    EXPECT_EQ(out, "answer to GET");
+    EXPECT_TRUE(got.first.isEmpty());
+    EXPECT_EQ(got.second.value("x-custom"), "value");
+
+    HeaderMap forPut;
+    EXPECT_EQ(probe.put(url(), forPut, QByteArray("x"), QUuid()).first, "answer to PUT");
+    HeaderMap forPost;
+    EXPECT_EQ(probe.post(url(), forPost, QByteArray("x"), QUuid()).first, "answer to POST");
+    HeaderMap forDelete;
+    EXPECT_EQ(probe.delete_(url(), forDelete).first, "answer to DELETE");
+    HeaderMap forHead;
+    const auto head = probe.head(url(), forHead);
+    EXPECT_TRUE(head.first.isEmpty());
+    EXPECT_EQ(head.second.value("x-custom"), "value");
+
+    const QList<Server::Request> requests = server.requests();
+    ASSERT_EQ(requests.size(), 5);
+    EXPECT_EQ(requests.at(1).body, "x");
+    EXPECT_EQ(requests.at(2).body, "x");
+    EXPECT_EQ(requests.at(3).method, "DELETE");
+    EXPECT_EQ(requests.at(4).method, "HEAD");
+}
+
+TEST_F(Transport, RequestGoesOutFullyEncodedWithHeadersInMapOrder)
+{
+    const QUrl target =
+        QUrl::fromEncoded(url().toEncoded().replace("/bucket/key", "/b/a%20b%2Bc/%C3%A9?x=1%2B2&y"));
+    HeaderMap headers{{"Zeta", "1"}, {"Alpha", "2"}, {"beta", "3"}};
+    QByteArray out;
+    probe.get(target, headers, out, QUuid());
+
+    ASSERT_EQ(server.requestCount(), 1);
+    const Server::Request request = server.requests().at(0);
+    EXPECT_EQ(request.target, "/b/a%20b%2Bc/%C3%A9?x=1%2B2&y");
+    QList<QByteArray> ours;
+    for (const auto& header : request.headers) {
+        if (header.first == "Zeta" || header.first == "Alpha" || header.first == "beta")
+            ours.append(header.first);
+    }
+    EXPECT_EQ(ours, (QList<QByteArray>{"Alpha", "Zeta", "beta"}));
+}
+
+TEST_F(Transport, PutKeepsACallersContentLengthAndPostAlwaysSetsTheSize)
+{
+    serve(answer(200));
+
+    HeaderMap own{{"Content-Length", "3"}};
+    probe.put(url(), own, QByteArray("abcde"), QUuid());
+    ASSERT_GE(server.requestCount(), 1);
+    EXPECT_EQ(server.requests().at(0).header("Content-Length"), "3");
+    EXPECT_EQ(server.requests().at(0).body, "abc");
+
+    server.clearRequests();
+    HeaderMap none;
+    probe.put(url(), none, QByteArray("abcde"), QUuid());
+    EXPECT_EQ(none.value("Content-Length"), "5");
+    EXPECT_EQ(server.requests().at(0).body, "abcde");
+
+    server.clearRequests();
+    HeaderMap wrong{{"Content-Length", "99"}};
+    probe.post(url(), wrong, QByteArray("abcde"), QUuid());
+    EXPECT_EQ(wrong.value("Content-Length"), "5");
+    EXPECT_EQ(server.requests().at(0).header("Content-Length"), "5");
+    EXPECT_EQ(server.requests().at(0).body, "abcde");
+}
+
+TEST_F(Transport, TwoHeaderBlocksYieldTheValuesOfTheLast)
+{
+    serve(Server::Response::rawBytes("HTTP/1.1 100 Continue\r\nX-Twice: first\r\nX-Once: kept\r\n\r\n"
+                                     "HTTP/1.1 200 OK\r\nX-Twice: second\r\nContent-Length: 2\r\n\r\nok"));
+    HeaderMap headers;
+    QByteArray out;
+    const auto result = probe.get(url(), headers, out, QUuid());
+    EXPECT_EQ(out, "ok");
+    EXPECT_EQ(result.second.value("x-twice"), "second");
+    EXPECT_EQ(result.second.value("x-once"), "kept");
+}
+
+// --- Failures decided by the status ------------------------------------------------------------
+
+TEST_F(Transport, MovedPermanentlyNeedsALocation)
+{
+    serve(answer(301, "<moved/>").withHeader("Location", "http://127.0.0.1:1/elsewhere/"));
+    HeaderMap headers;
+    try {
+        probe.delete_(url(), headers);
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::MovedPermanently& e) {
+        EXPECT_EQ(e.endpoint(), QUrl("http://127.0.0.1:1/elsewhere/"));
+        EXPECT_EQ(e.data(), "<moved/>");
+    }
+    EXPECT_EQ(server.requestCount(), 1);
+
+    // Without one it is an ordinary failure of the service, tried again.
+    server.clearRequests();
+    serve(answer(301));
+    try {
+        probe.delete_(url(), headers);
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::MovedPermanently&) {
+        ADD_FAILURE() << "moved without a location";
+    } catch (const Exception::Operation& e) {
+        EXPECT_EQ(e.code(), 301);
+        EXPECT_TRUE(e.retry());
+    }
+    EXPECT_EQ(server.requestCount(), Attempts);
+}
+
+TEST_F(Transport, ErrorDocumentOfAGetIsReadBackFromAReadableDevice)
+{
+    serve(answer(404, "<Error/>"));
+    probe.raise = throwFinal;
+    HeaderMap headers;
+
+    QByteArray stored = "12345";
+    QBuffer readable(&stored);
+    readable.open(QIODevice::ReadWrite);
+    readable.seek(5);
+    EXPECT_THROW(probe.get(url(), headers, &readable, QUuid()), Exception::Operation);
+    ASSERT_EQ(probe.failures.size(), 1);
+    EXPECT_EQ(probe.failures.at(0).body, "<Error/>");
+    EXPECT_EQ(readable.pos(), 5);
+    EXPECT_EQ(stored, "12345<Error/>");
+
+    QByteArray written;
+    QBuffer writeOnly(&written);
+    writeOnly.open(QIODevice::WriteOnly);
+    EXPECT_THROW(probe.get(url(), headers, &writeOnly, QUuid()), Exception::Operation);
+    ASSERT_EQ(probe.failures.size(), 2);
+    EXPECT_TRUE(probe.failures.at(1).body.isEmpty());
+}
+
+TEST_F(Transport, ExceptionsFromTheFactoryAreRetriedByTheirKind)
+{
+    struct Case
+    {
+        const char* name;
+        std::function<void(int, const QByteArray&)> raise;
+        int attempts;
+        int failedAttempts;
+        std::function<void()> check; // rethrows and inspects what the verb threw
+    };
+    std::exception_ptr thrown;
+    const auto rethrown = [&] { std::rethrow_exception(thrown); };
+    const QList<Case> cases{
+        {"final operation error", throwFinal, 1, 1, [&] { EXPECT_THROW(rethrown(), Exception::Operation); }},
+        {"operation error to retry",
+         [](int status, const QByteArray& body) { throw Exception::Operation(status, body, "again", true); },
+         Attempts, Attempts, [&] { EXPECT_THROW(rethrown(), Exception::Operation); }},
+        {"answer below 400", [](int, const QByteArray&) { throw Exception::NoContent(); }, 1, 0,
+         [&] { EXPECT_THROW(rethrown(), Exception::NoContent); }},
+        {"exception of the family", [](int, const QByteArray&) { throw Exception::Unknown("family"); },
+         Attempts, Attempts,
+         [&] {
+             try {
+                 rethrown();
+             } catch (const Exception::Unknown& e) {
+                 EXPECT_EQ(e.message(), "family");
+             }
+         }},
+        {"system error",
+         [](int, const QByteArray&) {
+             throw std::system_error(ECONNRESET, std::generic_category(), "reset");
+         },
+         Attempts, Attempts,
+         [&] {
+             try {
+                 rethrown();
+             } catch (const Exception::Network& e) {
+                 EXPECT_EQ(e.code(), ECONNRESET);
+             }
+         }},
+        {"standard exception", [](int, const QByteArray&) { throw std::runtime_error("standard"); }, Attempts,
+         Attempts,
+         [&] {
+             try {
+                 rethrown();
+             } catch (const Exception::Unknown& e) {
+                 EXPECT_EQ(e.message(), "standard");
+             }
+         }},
+        {"anything else", [](int, const QByteArray&) { throw 42; }, Attempts, Attempts,
+         [&] { EXPECT_THROW(rethrown(), Exception::Unknown); }},
+    };
+
+    serve(answer(500));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        server.clearRequests();
+        probe.raise = c.raise;
+        const CountDelta counts(&Private::requestDeleteCount);
+        HeaderMap headers;
+        thrown = nullptr;
+        try {
+            probe.delete_(url(), headers);
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+        ASSERT_TRUE(thrown);
+        c.check();
+        EXPECT_EQ(server.requestCount(), c.attempts);
+        EXPECT_EQ(counts.begun(), static_cast<quint64>(c.attempts));
+        EXPECT_EQ(counts.failed(), static_cast<quint64>(c.failedAttempts));
+    }
+}
+
+// --- Failures of the transfer ---------------------------------------------------------------
+
+TEST_F(Transport, TimeOutEndsAGetAtOnceButRepeatsAPut)
+{
+    Server::Response late = answer(200, "late");
+    late.delayMs = 2500;
+    serve(late);
+    HeaderMap headers;
+    QByteArray out;
+    try {
+        probe.get(url(), headers, out, QUuid());
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::NetworkTimeout& e) {
+        EXPECT_EQ(e.code(), 28);
+    }
+    EXPECT_EQ(server.requestCount(), 1);
+
+    server.clearRequests();
+    try {
+        probe.put(url(), headers, QByteArray("data"), QUuid());
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::NetworkTimeout&) {
+        ADD_FAILURE() << "a put reports a spent time-out as a connection failure";
+    } catch (const Exception::ConnectionError& e) {
+        EXPECT_EQ(e.code(), 28);
+    }
+    EXPECT_EQ(server.requestCount(), Attempts);
+}
+
+TEST_F(Transport, StallInMidBodyIsATimeOut)
+{
+    Server::Response stalling = answer(200, NorvikTest::randomBytes(64 * 1024, 2));
+    stalling.stallAfterBytes = 1000;
+    stalling.stallMs = 3000;
+    serve(stalling);
+    HeaderMap headers;
+    QByteArray out;
+    try {
+        probe.get(url(), headers, out, QUuid());
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::NetworkTimeout& e) {
+        EXPECT_EQ(e.code(), 28);
+    }
+}
+
+TEST_F(Transport, FailedPutLeavesTheDeviceAtItsPosition)
+{
+    const QSharedPointer<QIODevice> source = readBuffer("skippayload", 4);
+    HeaderMap headers;
+
+    // Refused by the service, through exceptionFactory, after every attempt.
+    serve(answer(500));
+    EXPECT_THROW(probe.put(url(), headers, source, 7, QUuid()), Exception::Operation);
+    EXPECT_EQ(source->pos(), 4);
+    const QList<Server::Request> requests = server.requests();
+    ASSERT_EQ(requests.size(), Attempts);
+    for (const Server::Request& request : requests)
+        EXPECT_EQ(request.body, "payload");
+
+    // Dropped by the network.
+    Server::Response nothing = Server::Response::rawBytes("H");
+    nothing.closeAfterBodyBytes = 0;
+    serve(nothing);
+    try {
+        probe.put(url(), headers, source, 7, QUuid());
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception::ConnectionError& e) {
+        EXPECT_EQ(e.code(), 52);
+    }
+    EXPECT_EQ(source->pos(), 4);
+}
+
+TEST_F(Transport, ResetInMidBodyIsRetriedAndTheRetryOverwritesThePartialData)
+{
+    const QByteArray content = NorvikTest::randomBytes(8192, 9);
+    server.setHandler([&](const Server::Request& request) {
+        Server::Response response = answer(200, content);
+        if (request.connection == 1) {
+            response.closeAfterBodyBytes = 3000;
+            response.reset = true;
+        }
+        return response;
+    });
+    const CountDelta counts(&Private::requestGetCount);
+    QByteArray stored = "ab";
+    QBuffer out(&stored);
+    out.open(QIODevice::ReadWrite);
+    out.seek(2);
+    HeaderMap headers;
+    probe.get(url(), headers, &out, QUuid());
+
+    EXPECT_EQ(stored, "ab" + content);
+    EXPECT_EQ(server.connectionCount(), 2);
+    EXPECT_EQ(counts.begun(), 2u);
+    EXPECT_EQ(counts.failed(), 1u);
+}
+
+TEST_F(Transport, LibcurlFailuresBecomeTheirExceptions)
+{
+    HeaderMap headers;
+
+    {
+        SCOPED_TRACE("nothing listens");
+        Server closed;
+        ASSERT_TRUE(closed.start());
+        const QUrl nowhere = closed.url();
+        closed.stop();
+        const CountDelta counts(&Private::requestGetCount);
+        QByteArray out;
+        try {
+            probe.get(nowhere, headers, out, QUuid());
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception::ConnectionError& e) {
+            EXPECT_EQ(e.code(), 7);
+        }
+        EXPECT_EQ(counts.failed(), static_cast<quint64>(Attempts));
+    }
+    {
+        SCOPED_TRACE("the device refuses the data");
+        serve(answer(200, "data"));
+        server.clearRequests();
+        QByteArray stored;
+        QBuffer readOnly(&stored);
+        readOnly.open(QIODevice::ReadOnly);
+        EXPECT_THROW(probe.get(url(), headers, &readOnly, QUuid()), Exception::DataWritingError);
+        EXPECT_EQ(server.requestCount(), 1);
+    }
+    {
+        SCOPED_TRACE("connection closed in mid-body");
+        Server::Response cut = answer(200, NorvikTest::randomBytes(4096, 4));
+        cut.closeAfterBodyBytes = 100;
+        serve(cut);
+        server.clearRequests();
+        QByteArray out;
+        EXPECT_THROW(probe.get(url(), headers, out, QUuid()), Exception::Unknown);
+        EXPECT_EQ(server.requestCount(), Attempts);
+    }
+    {
+        SCOPED_TRACE("the source cannot be read");
+        serve(answer(200));
+        const CountDelta counts(&Private::requestPutCount);
+        // libcurl reports an aborting read callback as 42; without termination that is taken
+        // for a stalled transfer.
+        try {
+            probe.put(url(), headers, QSharedPointer<QIODevice>(new FailingSource), 10, QUuid());
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception::NetworkTimeout& e) {
+            EXPECT_EQ(e.code(), 28);
+            EXPECT_EQ(e.message(), "Operation too slow. Less than 0 bytes transferred the last 1 seconds");
+        }
+        EXPECT_EQ(counts.begun(), static_cast<quint64>(Attempts));
+    }
+}
+
+TEST_F(Transport, TlsFailuresAndVerification)
+{
+    Server tls(Server::Mode::Https);
+    ASSERT_TRUE(tls.start()) << tls.errorString().toStdString();
+    tls.setHandler([](const Server::Request&) { return answer(200, "secret"); });
+    HeaderMap headers;
+
+    {
+        SCOPED_TRACE("self-signed certificate");
+        probe.setSslVerifyPeer(true);
+        const CountDelta counts(&Private::requestGetCount);
+        QByteArray out;
+        try {
+            probe.get(tls.url(), headers, out, QUuid());
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception::SslConnectionError&) {
+            ADD_FAILURE() << "a refused certificate is not a connection failure";
+        } catch (const Exception::SslProblem& e) {
+            EXPECT_EQ(e.code(), 60);
+        }
+        EXPECT_EQ(counts.begun(), 1u);
+    }
+    {
+        SCOPED_TRACE("verification off");
+        probe.setSslVerifyPeer(false);
+        QByteArray out;
+        probe.get(tls.url(), headers, out, QUuid());
+        EXPECT_EQ(out, "secret");
+    }
+    {
+        SCOPED_TRACE("TLS spoken to a plain server");
+        PlainTextPeer peer;
+        ASSERT_TRUE(peer.start());
+        const CountDelta counts(&Private::requestGetCount);
+        QByteArray out;
+        try {
+            probe.get(peer.url(), headers, out, QUuid());
+            ADD_FAILURE() << "no exception";
+        } catch (const Exception::SslConnectionError& e) {
+            EXPECT_EQ(e.code(), 35);
+        }
+        EXPECT_EQ(counts.begun(), static_cast<quint64>(Attempts));
+    }
+}
+
+TEST_F(Transport, UploadOpensAClosedSourceAndRefusesOneThatCannotOpen)
+{
+    serve(answer(200));
+    HeaderMap headers;
+
+    auto closed = QSharedPointer<QBuffer>::create();
+    closed->setData("closed");
+    probe.put(url(), headers, closed, 6, QUuid());
+    EXPECT_TRUE(closed->isReadable());
+    EXPECT_FALSE(closed->isWritable());
+    EXPECT_EQ(server.requests().at(0).body, "closed");
+
+    server.clearRequests();
+    const CountDelta counts(&Private::requestPostCount);
+    const QSharedPointer<QIODevice> missing(new QFile(NorvikTest::scratchDir("transport") + "/missing"));
+    EXPECT_THROW(probe.post(url(), headers, missing, 6, QUuid()), Exception::InvalidData);
+    EXPECT_EQ(server.requestCount(), 0);
+    EXPECT_EQ(counts.begun(), 0u);
+}
+
+} // namespace

@@ -1,0 +1,258 @@
+#include "NetworkTestSupport.h"
+
+#include <NorvikNetwork/Bandwidth.h>
+#include <NorvikNetwork/ProgressReporter.h>
+#include <NorvikNetwork/Retry.h>
+
+#include "TestSupport.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <vector>
+
+using namespace Norvik::Network::Utility;
+
+namespace {
+
+class RetryTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        config = &NorvikTest::installNetworkTestConfig();
+        config->waitFactor = 1.0;
+    }
+    void TearDown() override { NorvikTest::installFastRetries(); }
+
+    NorvikTest::NetworkTestConfig* config = nullptr;
+};
+
+TEST_F(RetryTest, LoopRunsTheConfiguredNumberOfAttempts)
+{
+    config->attempts = 3;
+    config->baseWaitMs = 1;
+    Retry retry(QStringLiteral("CloudHttpPrivate"), 0, 0);
+    EXPECT_EQ(retry.attempts(), 3u);
+    EXPECT_FALSE(retry.hasRetry());
+
+    int attempts = 0;
+    while (retry) {
+        ++attempts;
+        retry.retry();
+        EXPECT_TRUE(retry.hasRetry());
+    }
+    EXPECT_EQ(attempts, 3);
+    EXPECT_EQ(retry.failures(), 3u);
+    EXPECT_EQ(retry.message(), QStringLiteral("CloudHttpPrivate: the request failed 3 times; giving up"));
+
+    // A caller's count wins over the configuration.
+    EXPECT_EQ(Retry(QStringLiteral("X"), 0, 7).attempts(), 7u);
+}
+
+TEST_F(RetryTest, NormalWaitsDoubleFromTheBaseWithJitter)
+{
+    config->baseWaitMs = 40;
+    Retry retry(QStringLiteral("X"), 0, 4);
+    const long long expectedMax[] = {40, 80, 160};
+    for (long long max : expectedMax) {
+        QElapsedTimer timer;
+        timer.start();
+        retry.retry();
+        EXPECT_GE(retry.lastWaitMs(), max / 2);
+        EXPECT_LE(retry.lastWaitMs(), max);
+        EXPECT_GE(timer.elapsed(), retry.lastWaitMs()) << "the wait was not slept";
+    }
+    // The failure that uses up the attempts does not wait.
+    QElapsedTimer timer;
+    timer.start();
+    retry.retry();
+    EXPECT_EQ(retry.lastWaitMs(), 0);
+    EXPECT_FALSE(retry);
+    EXPECT_LT(timer.elapsed(), 80);
+}
+
+TEST_F(RetryTest, SpecialWaitsStartFromTheirOwnBase)
+{
+    config->baseWaitMs = 1;
+    config->specialWaitMs = 30;
+    Retry fromConfig(QStringLiteral("X"), 0, 2);
+    fromConfig.specialRetry();
+    EXPECT_GE(fromConfig.lastWaitMs(), 15);
+    EXPECT_LE(fromConfig.lastWaitMs(), 30);
+    fromConfig.specialRetry();
+    EXPECT_EQ(fromConfig.lastWaitMs(), 0) << "last attempt used up";
+
+    Retry fromCaller(QStringLiteral("X"), 50, 4);
+    fromCaller.specialRetry();
+    EXPECT_GE(fromCaller.lastWaitMs(), 25);
+    EXPECT_LE(fromCaller.lastWaitMs(), 50);
+    fromCaller.specialRetry();
+    EXPECT_GE(fromCaller.lastWaitMs(), 50);
+    EXPECT_LE(fromCaller.lastWaitMs(), 100);
+    // A normal failure in between keeps the doubling by failure count, from the normal base.
+    fromCaller.retry();
+    EXPECT_GE(fromCaller.lastWaitMs(), 2);
+    EXPECT_LE(fromCaller.lastWaitMs(), 4);
+}
+
+TEST_F(RetryTest, WaitsAreCappedAndScaledByTheFactor)
+{
+    config->baseWaitMs = 20;
+    config->maxWaitMs = 50;
+    Retry capped(QStringLiteral("X"), 0, 5);
+    std::vector<long long> waits;
+    for (int i = 0; i < 5; ++i) {
+        capped.retry();
+        waits.push_back(capped.lastWaitMs());
+    }
+    EXPECT_GE(waits[0], 10);
+    EXPECT_LE(waits[0], 20);
+    EXPECT_GE(waits[1], 20);
+    EXPECT_LE(waits[1], 40);
+    for (size_t i = 2; i < waits.size() - 1; ++i) {
+        EXPECT_GE(waits[i], 25) << i;
+        EXPECT_LE(waits[i], 50) << i;
+    }
+    EXPECT_EQ(waits.back(), 0);
+
+    config->baseWaitMs = 10000;
+    config->maxWaitMs = 60000;
+    config->waitFactor = 0.002;
+    Retry scaled(QStringLiteral("X"), 40000, 3);
+    scaled.retry(); // 5000..10000 ms, times 0.002
+    EXPECT_GE(scaled.lastWaitMs(), 10);
+    EXPECT_LE(scaled.lastWaitMs(), 20);
+    scaled.specialRetry(); // second failure: 40000 * 2 capped at 60000, so 30000..60000 ms
+    EXPECT_GE(scaled.lastWaitMs(), 60);
+    EXPECT_LE(scaled.lastWaitMs(), 120);
+}
+
+TEST_F(RetryTest, JitterSpreadsTheWaits)
+{
+    config->baseWaitMs = 20;
+    std::set<long long> seen;
+    for (int i = 0; i < 20; ++i) {
+        Retry retry(QStringLiteral("X"), 0, 2);
+        retry.retry();
+        EXPECT_GE(retry.lastWaitMs(), 10);
+        EXPECT_LE(retry.lastWaitMs(), 20);
+        seen.insert(retry.lastWaitMs());
+    }
+    EXPECT_GE(seen.size(), 3u) << "the waits of parallel clients would retry in step";
+}
+
+TEST_F(RetryTest, SingleAttemptGivesUpWithoutWaiting)
+{
+    config->baseWaitMs = 5000;
+    Retry retry(QStringLiteral("StorageFtpPrivate"), 0, 1);
+    ASSERT_TRUE(retry);
+    QElapsedTimer timer;
+    timer.start();
+    retry.retry();
+    EXPECT_LT(timer.elapsed(), 1000);
+    EXPECT_FALSE(retry);
+    EXPECT_EQ(retry.lastWaitMs(), 0);
+    EXPECT_TRUE(retry.message().startsWith(QStringLiteral("StorageFtpPrivate:")));
+    EXPECT_TRUE(retry.message().contains(QStringLiteral("once")));
+}
+
+// --- Bandwidth ----------------------------------------------------------------------------------
+
+class BandwidthTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        Bandwidth::instance().setLimit(Bandwidth::Upload, 0);
+        Bandwidth::instance().setLimit(Bandwidth::Download, 0);
+    }
+};
+
+TEST_F(BandwidthTest, UnlimitedLetsEverythingPass)
+{
+    Bandwidth& bandwidth = Bandwidth::instance();
+    EXPECT_EQ(bandwidth.limit(Bandwidth::Upload), 0);
+    EXPECT_EQ(bandwidth.fileSystemAllowed(123456789), 123456789);
+    EXPECT_EQ(bandwidth.acquire(Bandwidth::Download, 777), 777);
+    bandwidth.setLimit(Bandwidth::Download, -5);
+    EXPECT_EQ(bandwidth.limit(Bandwidth::Download), 0);
+}
+
+TEST_F(BandwidthTest, FileSystemBudgetRefillsUpToABurstWithoutWaiting)
+{
+    Bandwidth& bandwidth = Bandwidth::instance();
+    bandwidth.setLimit(Bandwidth::Upload, 100 * 1024);
+    EXPECT_EQ(bandwidth.limit(Bandwidth::Upload), 100 * 1024);
+    EXPECT_LT(bandwidth.fileSystemAllowed(1024 * 1024), 8 * 1024) << "a new limit starts empty";
+
+    QThread::msleep(300); // 30 KiB worth of time; the burst is 16 KiB
+    EXPECT_EQ(bandwidth.fileSystemAllowed(1024 * 1024), 16 * 1024);
+    EXPECT_LT(bandwidth.fileSystemAllowed(1024 * 1024), 8 * 1024);
+
+    bandwidth.giveBack(Bandwidth::Upload, 5000);
+    EXPECT_GE(bandwidth.fileSystemAllowed(5000), 5000 - 1);
+    // The download bucket is a separate one.
+    EXPECT_EQ(bandwidth.acquire(Bandwidth::Download, 4096), 4096);
+}
+
+TEST_F(BandwidthTest, AcquireWaitsForTokensAndTakesNoMoreThanAsked)
+{
+    Bandwidth& bandwidth = Bandwidth::instance();
+    bandwidth.setLimit(Bandwidth::Download, 1024 * 1024);
+    long long total = 0;
+    while (total < 512 * 1024) {
+        const long long taken = bandwidth.acquire(Bandwidth::Download, 64 * 1024);
+        ASSERT_GT(taken, 0);
+        ASSERT_LE(taken, 64 * 1024);
+        total += taken;
+    }
+}
+
+// --- ProgressReporter ---------------------------------------------------------------------------
+
+TEST(ProgressReporterTest, ListenerReceivesEveryKindOfEvent)
+{
+    std::vector<ProgressReporter::Event> events;
+    ProgressReporter::setListener([&](const ProgressReporter::Event& event) { events.push_back(event); });
+    const QUuid id = QUuid::createUuid();
+    const QUuid parent = QUuid::createUuid();
+    ProgressReporter::update(id, 10, 20);
+    ProgressReporter::registrateDownload(id, QStringLiteral("/bucket/key"), 4096, parent);
+    ProgressReporter::finished(id);
+    ProgressReporter::error(id);
+    ProgressReporter::setListener({});
+    ProgressReporter::update(id, 1, 1);
+
+    ASSERT_EQ(events.size(), 4u);
+    EXPECT_EQ(events[0].kind, ProgressReporter::Event::Progress);
+    EXPECT_EQ(events[0].id, id);
+    EXPECT_EQ(events[0].received, 10);
+    EXPECT_EQ(events[0].sent, 20);
+    EXPECT_EQ(events[1].kind, ProgressReporter::Event::DownloadRegistered);
+    EXPECT_EQ(events[1].path, QStringLiteral("/bucket/key"));
+    EXPECT_EQ(events[1].size, 4096);
+    EXPECT_EQ(events[1].parent, parent);
+    EXPECT_EQ(events[2].kind, ProgressReporter::Event::Finished);
+    EXPECT_EQ(events[3].kind, ProgressReporter::Event::Error);
+}
+
+TEST(ProgressReporterTest, ListenerMayReplaceItselfWhileCalled)
+{
+    int first = 0;
+    int second = 0;
+    ProgressReporter::setListener([&](const ProgressReporter::Event&) {
+        ++first;
+        ProgressReporter::setListener([&](const ProgressReporter::Event&) { ++second; });
+    });
+    ProgressReporter::finished(QUuid());
+    ProgressReporter::finished(QUuid());
+    ProgressReporter::setListener({});
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 1);
+}
+
+} // namespace

@@ -1,0 +1,366 @@
+#include "streams/MemoryManager.h"
+
+#include "engine/OperationManager.h"
+
+#include "LogRecorder.h"
+#include "ScriptedSource.h"
+#include "TestSupport.h"
+
+#include <NorvikStreams/SourceFileException.h>
+
+#include <QBuffer>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <limits>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+using Norvik::Cloud::MemoryManager;
+using Norvik::Cloud::OperationManager;
+
+namespace {
+
+// The smallest budget there is: whatever is asked below it is raised to 100 MiB.
+constexpr unsigned long long Budget = 104857600;
+
+class SmallestBudget : public ::testing::Environment
+{
+public:
+    void SetUp() override { OperationManager::setMemoryUsed(1); }
+};
+
+const auto* const budgetEnvironment = ::testing::AddGlobalTestEnvironment(new SmallestBudget);
+
+class MemoryManagerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        // Every test gives back all it takes: a count left over is a leak of the budget.
+        ASSERT_EQ(memory().limit(), Budget);
+        ASSERT_EQ(memory().used(), 0u);
+    }
+
+    static MemoryManager& memory() { return MemoryManager::instance(); }
+
+    // An open read-only device over data; the device keeps its own shared copy.
+    static std::unique_ptr<QBuffer> deviceOver(const QByteArray& data)
+    {
+        auto device = std::make_unique<QBuffer>();
+        device->setData(data);
+        device->open(QIODevice::ReadOnly);
+        return device;
+    }
+};
+
+TEST_F(MemoryManagerTest, TakesTheWholeBudgetAndNotOneByteMore)
+{
+    const QByteArray whole = NorvikTest::randomBytes(static_cast<qsizetype>(Budget), 7);
+    auto device = deviceOver(whole);
+
+    // Asking for one byte beyond the budget reads nothing at all.
+    EXPECT_TRUE(memory().tryAdd(Budget + 1, *device).isNull());
+    EXPECT_EQ(device->pos(), 0);
+    EXPECT_EQ(memory().used(), 0u);
+
+    const QUuid id = memory().tryAdd(Budget, *device);
+    ASSERT_FALSE(id.isNull());
+    EXPECT_EQ(memory().used(), Budget);
+    EXPECT_EQ(memory().get(id), whole);
+    EXPECT_TRUE(device->atEnd());
+
+    // Full: every way in is closed, even for one byte, and the refusals touch nothing.
+    device->seek(0);
+    EXPECT_TRUE(memory().hasMemory(0));
+    EXPECT_FALSE(memory().hasMemory(1));
+    EXPECT_TRUE(memory().tryAdd(1, *device).isNull());
+    EXPECT_EQ(device->pos(), 0);
+    EXPECT_TRUE(memory().add(QByteArray(1, 'x')).isNull());
+    EXPECT_TRUE(memory().tryReserved(1).isNull());
+    EXPECT_EQ(memory().used(), Budget);
+
+    // Giving the part back opens the budget again for a full part.
+    memory().remove(id);
+    EXPECT_EQ(memory().used(), 0u);
+    EXPECT_TRUE(memory().get(id).isEmpty());
+    const QUuid again = memory().tryAdd(Budget, *device);
+    ASSERT_FALSE(again.isNull());
+    EXPECT_NE(again, id);
+    memory().remove(again);
+}
+
+TEST_F(MemoryManagerTest, FillsUpToTheBudgetExactlyFromSeveralEntries)
+{
+    const QUuid reserved = memory().tryReserved(Budget / 2);
+    ASSERT_FALSE(reserved.isNull());
+    EXPECT_TRUE(memory().add(QByteArray(static_cast<int>(Budget / 2) + 1, 'x')).isNull());
+    const QUuid added = memory().add(QByteArray(static_cast<int>(Budget / 2), 'x'));
+    ASSERT_FALSE(added.isNull());
+    EXPECT_EQ(memory().used(), Budget);
+
+    memory().remove(reserved);
+    EXPECT_TRUE(memory().hasMemory(Budget / 2));
+    EXPECT_FALSE(memory().hasMemory(Budget / 2 + 1));
+    memory().remove(added);
+}
+
+TEST_F(MemoryManagerTest, HugeSizesAreRefusedRatherThanWrappedRound)
+{
+    // With one byte held, 1 + the largest size wraps to 0 in a careless sum.
+    const QUuid one = memory().add(QByteArray(1, 'x'));
+    ASSERT_FALSE(one.isNull());
+    const unsigned long long huge = std::numeric_limits<unsigned long long>::max();
+    auto device = deviceOver(QByteArray(16, 'y'));
+
+    EXPECT_FALSE(memory().hasMemory(huge));
+    EXPECT_TRUE(memory().tryAdd(huge, *device).isNull());
+    EXPECT_TRUE(memory().tryReserved(huge).isNull());
+    EXPECT_TRUE(memory().tryReserved(huge - Budget + 2).isNull());
+    EXPECT_EQ(device->pos(), 0);
+    EXPECT_EQ(memory().used(), 1u);
+    memory().remove(one);
+}
+
+TEST_F(MemoryManagerTest, ChargesTheLengthActuallyRead)
+{
+    const QByteArray data = NorvikTest::randomBytes(1000, 3);
+
+    // A source that ends first: only its 1000 bytes count, and the rest stays free.
+    auto shortDevice = deviceOver(data);
+    const QUuid shortPart = memory().tryAdd(64 * 1024, *shortDevice);
+    ASSERT_FALSE(shortPart.isNull());
+    EXPECT_EQ(memory().get(shortPart), data);
+    EXPECT_EQ(memory().used(), 1000u);
+    EXPECT_TRUE(memory().hasMemory(Budget - 1000));
+    EXPECT_FALSE(memory().hasMemory(Budget - 999));
+
+    // An empty source and a size of 0 both give a real, empty entry.
+    auto emptyDevice = deviceOver(QByteArray());
+    const QUuid empty = memory().tryAdd(4096, *emptyDevice);
+    ASSERT_FALSE(empty.isNull());
+    EXPECT_TRUE(memory().get(empty).isEmpty());
+    auto untouched = deviceOver(data);
+    const QUuid zero = memory().tryAdd(0, *untouched);
+    ASSERT_FALSE(zero.isNull());
+    EXPECT_EQ(untouched->pos(), 0);
+    EXPECT_EQ(memory().used(), 1000u);
+
+    // Removing gives back exactly what was charged.
+    memory().remove(shortPart);
+    memory().remove(empty);
+    memory().remove(zero);
+    EXPECT_EQ(memory().used(), 0u);
+}
+
+TEST_F(MemoryManagerTest, GathersAPartFromADeviceThatDeliversInPieces)
+{
+    const QByteArray data = NorvikTest::randomBytes(100, 5);
+    ScriptedSource source(data, ScriptedSource::Access::Sequential, 7);
+
+    const QUuid first = memory().tryAdd(60, source);
+    ASSERT_FALSE(first.isNull());
+    EXPECT_EQ(memory().get(first), data.left(60));
+
+    // The next part starts where the first one stopped; the pipe's end (-1) closes it.
+    const QUuid rest = memory().tryAdd(60, source);
+    ASSERT_FALSE(rest.isNull());
+    EXPECT_EQ(memory().get(rest), data.mid(60));
+    EXPECT_EQ(memory().used(), 100u);
+
+    memory().remove(first);
+    memory().remove(rest);
+}
+
+TEST_F(MemoryManagerTest, KeepsWhatWasReadBeforeAReadFailure)
+{
+    const QByteArray data = NorvikTest::randomBytes(50, 9);
+    ScriptedSource source(data, ScriptedSource::Access::RandomAccess, 8);
+    source.failAt(20);
+    LogRecorder log(NorvikDebug::Level::Warning);
+
+    const QUuid id = memory().tryAdd(50, source);
+    ASSERT_FALSE(id.isNull());
+    EXPECT_EQ(memory().get(id), data.left(20));
+    EXPECT_EQ(memory().used(), 20u);
+    EXPECT_TRUE(
+        log.contains(NorvikDebug::Level::Warning, {"MemoryManager::tryAdd", "scripted read failure"}));
+    memory().remove(id);
+}
+
+TEST_F(MemoryManagerTest, AnExceptionFromTheSourcePassesThroughAndChargesNothing)
+{
+    ScriptedSource source(NorvikTest::randomBytes(4096, 11), ScriptedSource::Access::Sequential, 512);
+    source.throwAt(1024);
+
+    EXPECT_THROW(memory().tryAdd(4096, source), Norvik::Stream::Exception::SourceFileModified);
+    EXPECT_EQ(memory().used(), 0u);
+
+    // The lock was released on the way out: the registry still answers on this thread.
+    auto device = deviceOver(QByteArray(10, 'z'));
+    const QUuid id = memory().tryAdd(10, *device);
+    ASSERT_FALSE(id.isNull());
+    memory().remove(id);
+}
+
+TEST_F(MemoryManagerTest, AddRegistersASharedCopy)
+{
+    QByteArray data("part data");
+    const QUuid id = memory().add(data);
+    ASSERT_FALSE(id.isNull());
+    data[0] = 'P'; // the caller's later change does not reach the entry
+
+    const QByteArray first = memory().get(id);
+    const QByteArray second = memory().get(id);
+    EXPECT_EQ(first, QByteArray("part data"));
+    EXPECT_EQ(first.constData(), second.constData()) << "get() must share the bytes, not copy them";
+
+    const QUuid empty = memory().add(QByteArray());
+    EXPECT_FALSE(empty.isNull());
+    EXPECT_NE(empty, id);
+    EXPECT_EQ(memory().used(), 9u);
+
+    memory().remove(id);
+    memory().remove(empty);
+    memory().remove(QUuid::createUuid()); // unknown: no effect
+    EXPECT_EQ(memory().used(), 0u);
+}
+
+TEST_F(MemoryManagerTest, AReservationIsFilledLaterWithoutChangingTheCount)
+{
+    const QUuid id = memory().tryReserved(16);
+    ASSERT_FALSE(id.isNull());
+    EXPECT_EQ(memory().get(id), QByteArray(16, '0'));
+    EXPECT_EQ(memory().used(), 16u);
+
+    EXPECT_FALSE(memory().setReserved(QUuid::createUuid(), QByteArray("lost")));
+    EXPECT_TRUE(memory().setReserved(id, QByteArray("downloaded")));
+    EXPECT_EQ(memory().get(id), QByteArray("downloaded"));
+    EXPECT_EQ(memory().used(), 16u);
+
+    // remove() gives back the length stored now: the 6 bytes of difference stay charged.
+    memory().remove(id);
+    EXPECT_EQ(memory().used(), 6u);
+    EXPECT_FALSE(memory().setReserved(id, QByteArray("late")));
+
+    // The same rule the other way round returns them: stored 6, charged 0.
+    const QUuid balance = memory().tryReserved(0);
+    ASSERT_TRUE(memory().setReserved(balance, QByteArray(6, 'b')));
+    memory().remove(balance);
+    EXPECT_EQ(memory().used(), 0u);
+}
+
+TEST_F(MemoryManagerTest, ALongerDeliveryThanReservedNeverDrivesTheCountBelowZero)
+{
+    // A ranged download delivers one byte more than the count it reserved.
+    const QUuid other = memory().add(QByteArray(100, 'o'));
+    const QUuid id = memory().tryReserved(4);
+    ASSERT_FALSE(id.isNull());
+    ASSERT_TRUE(memory().setReserved(id, QByteArray(10, 'd')));
+    memory().remove(id);
+    EXPECT_EQ(memory().used(), 94u);
+    memory().remove(other);
+    EXPECT_EQ(memory().used(), 0u);
+    EXPECT_TRUE(memory().hasMemory(Budget));
+}
+
+TEST_F(MemoryManagerTest, ManyThreadsNeverExceedTheBudgetAndNeverMixUpParts)
+{
+    constexpr int Threads = 8;
+    constexpr int Rounds = 60;
+    constexpr int MaxPart = 24 * 1024 * 1024;
+    constexpr int Held = 3;
+
+    std::atomic<bool> running{true};
+    std::atomic<unsigned long long> highestUsed{0};
+    std::atomic<long long> held{0};
+    std::atomic<long long> highestHeld{0};
+    std::atomic<int> refusals{0};
+    std::atomic<int> wrongParts{0};
+
+    std::thread watcher([&] {
+        while (running.load()) {
+            const unsigned long long used = memory().used();
+            unsigned long long seen = highestUsed.load();
+            while (used > seen && !highestUsed.compare_exchange_weak(seen, used)) {
+            }
+            std::this_thread::yield();
+        }
+    });
+
+    auto worker = [&](int index) {
+        const QByteArray pattern = NorvikTest::randomBytes(MaxPart, static_cast<quint32>(100 + index));
+        std::mt19937 random(static_cast<quint32>(index));
+        std::uniform_int_distribution<int> sizes(1, MaxPart);
+        std::vector<std::pair<QUuid, int>> mine;
+        for (int round = 0; round < Rounds;) {
+            const int size = sizes(random);
+            QUuid id;
+            switch (round % 3) {
+            case 0: {
+                QBuffer device;
+                device.setData(pattern);
+                device.open(QIODevice::ReadOnly);
+                id = memory().tryAdd(static_cast<unsigned long long>(size), device);
+                break;
+            }
+            case 1:
+                id = memory().add(pattern.left(size));
+                break;
+            default:
+                id = memory().tryReserved(static_cast<unsigned long long>(size));
+                if (!id.isNull() && !memory().setReserved(id, pattern.left(size)))
+                    ++wrongParts;
+                break;
+            }
+            if (id.isNull()) {
+                ++refusals;
+                if (!mine.empty()) { // make room, as a returning result would
+                    held -= mine.front().second;
+                    memory().remove(mine.front().first);
+                    mine.erase(mine.begin());
+                }
+                std::this_thread::yield();
+                continue;
+            }
+            const long long now = held += size;
+            long long seen = highestHeld.load();
+            while (now > seen && !highestHeld.compare_exchange_weak(seen, now)) {
+            }
+            mine.emplace_back(id, size);
+            ++round;
+            if (static_cast<int>(mine.size()) > Held) {
+                held -= mine.front().second;
+                memory().remove(mine.front().first);
+                mine.erase(mine.begin());
+            }
+            for (const auto& [partId, partSize] : mine) {
+                if (memory().get(partId) != pattern.left(partSize))
+                    ++wrongParts;
+            }
+        }
+        for (const auto& [partId, partSize] : mine) {
+            held -= partSize;
+            memory().remove(partId);
+        }
+    };
+
+    std::vector<std::thread> workers;
+    for (int i = 0; i < Threads; ++i)
+        workers.emplace_back(worker, i);
+    for (auto& thread : workers)
+        thread.join();
+    running = false;
+    watcher.join();
+
+    EXPECT_EQ(wrongParts.load(), 0);
+    EXPECT_GT(refusals.load(), 0) << "the budget was never contended; the test proves nothing";
+    EXPECT_LE(highestUsed.load(), Budget);
+    EXPECT_LE(highestHeld.load(), static_cast<long long>(Budget));
+    EXPECT_EQ(memory().used(), 0u);
+}
+
+} // namespace

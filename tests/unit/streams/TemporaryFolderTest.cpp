@@ -1,0 +1,100 @@
+#include "streams/TemporaryFile.h"
+#include "streams/TemporaryFileManager.h"
+
+#include "engine/OperationManager.h"
+
+#include "LogRecorder.h"
+#include "TestSupport.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+#include <gmock/gmock.h>
+
+using Norvik::Cloud::OperationManager;
+using Norvik::Cloud::TemporaryFileManager;
+
+namespace {
+
+// The temporary folder is to be made where a plain file stands in the way.
+TEST(TemporaryFolderTest, AFolderThatCannotBeMadeFailsEachAddUntilItCanBe)
+{
+    const QString scratch = NorvikTest::scratchDir(QStringLiteral("blocked"));
+    const QString blocker = scratch + QStringLiteral("/not-a-folder");
+    {
+        QFile file(blocker);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+    const QString folder = blocker + QStringLiteral("/parts");
+    OperationManager::setTemporaryFileFolderPath(folder);
+
+    LogRecorder log(NorvikDebug::Level::Warning);
+    TemporaryFileManager& files = TemporaryFileManager::instance(); // built here, without its folder
+    EXPECT_TRUE(log.contains(NorvikDebug::Level::Warning,
+                             {"Error create path for temporary files, path:", folder, "message:"}));
+
+    QBuffer device;
+    device.setData(QByteArray(64, 'd'));
+    device.open(QIODevice::ReadOnly);
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const auto [id, error] = files.tryAdd(64, device);
+        EXPECT_TRUE(id.isNull());
+        EXPECT_EQ(error, QStringLiteral("Error create path for temporary chunks files"));
+        EXPECT_EQ(device.pos(), 0);
+    }
+
+    // Once the way is clear the folder is made, and parts go into it.
+    ASSERT_TRUE(QFile::remove(blocker));
+    const auto [id, error] = files.tryAdd(64, device);
+    ASSERT_FALSE(id.isNull()) << error.toStdString();
+    const auto entry = files.get(id);
+    const QString path = qobject_cast<QFile*>(entry->file().data())->fileName();
+    EXPECT_EQ(QFileInfo(path).absolutePath(), QFileInfo(folder).absoluteFilePath());
+    EXPECT_EQ(entry->file()->readAll(), QByteArray(64, 'd'));
+    files.remove(id);
+}
+
+// Runs the helper, which leaves one part in folder at its exit, and returns the part's path.
+QString partLeftAtExit(const QString& folder)
+{
+    QProcess helper;
+    helper.start(QStringLiteral(STREAMS_FOLDER_HELPER), {folder});
+    if (!helper.waitForFinished(30000) || helper.exitStatus() != QProcess::NormalExit ||
+        helper.exitCode() != 0) {
+        ADD_FAILURE() << "helper failed, exit code " << helper.exitCode() << ": "
+                      << helper.readAllStandardError().toStdString();
+        return {};
+    }
+    return QString::fromLocal8Bit(helper.readAllStandardOutput().trimmed());
+}
+
+TEST(TemporaryFolderTest, AtExitAFolderMadeForThePartsIsRemovedWithThem)
+{
+    const QString folder = NorvikTest::scratchDir(QStringLiteral("lifetime-own")) + QStringLiteral("/parts");
+    const QString part = partLeftAtExit(folder);
+    ASSERT_FALSE(part.isEmpty());
+    EXPECT_TRUE(part.startsWith(folder + QLatin1Char('/'))) << part.toStdString();
+    EXPECT_FALSE(QFile::exists(part));
+    EXPECT_FALSE(QDir(folder).exists());
+}
+
+TEST(TemporaryFolderTest, AtExitTheApplicationsOwnFolderKeepsWhatIsNotOurs)
+{
+    const QString folder = NorvikTest::scratchDir(QStringLiteral("lifetime-given"));
+    const QString foreign = folder + QStringLiteral("/keep.txt");
+    {
+        QFile file(foreign);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("the application's own");
+    }
+    const QString part = partLeftAtExit(folder);
+    ASSERT_FALSE(part.isEmpty());
+    EXPECT_TRUE(part.startsWith(folder + QLatin1Char('/'))) << part.toStdString();
+    EXPECT_FALSE(QFile::exists(part)) << "our part goes";
+    EXPECT_TRUE(QFile::exists(foreign)) << "a file that is not ours stays";
+}
+
+} // namespace
