@@ -21,6 +21,10 @@ public:
     // Waits at most timeoutMs for the thread to end; true once it has been joined.
     bool tryJoin(int timeoutMs);
     const QUuid& id() const { return m_id; }
+    // Closes the sockets the thread made for itself. Only once every thread of the engine has
+    // ended: nanomsg may still be delivering to a peer of a socket while that socket closes,
+    // and then calls into freed memory (seen with inproc PUB/SUB in nanomsg 1.1.5).
+    virtual void closeSockets() = 0;
 
 protected:
     virtual void run() = 0;

@@ -5,6 +5,19 @@
 #include "engine/OperationJob.h"
 #include "engine/OperationTask.h"
 #include "engine/nn.hpp"
+#include "operations/CheckConfig.h"
+#include "operations/CreateContainer.h"
+#include "operations/DeleteOnce.h"
+#include "operations/Download2Stream.h"
+#include "operations/DownloadBlob.h"
+#include "operations/DownloadBlob2Stream.h"
+#include "operations/ListContainers.h"
+#include "operations/Listing.h"
+#include "operations/MultipleDelete.h"
+#include "operations/SignUrl.h"
+#include "operations/UploadEmptyFolder.h"
+#include "operations/UploadMultipart.h"
+#include "operations/UploadOnce.h"
 
 #include <NorvikCore/NorvikDebug.h>
 #include <NorvikNetwork/ClientCurl.h>
@@ -15,6 +28,10 @@
 #include <openssl/ssl.h>
 
 #include <QCoreApplication>
+#include <QDateTime>
+#include <QIODevice>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QMutexLocker>
 #include <QThread>
 
@@ -148,6 +165,10 @@ void OperationManager::stop()
     commandStopThread();
     joinThread();
     m_stopped = true;
+    for (const auto& task : m_tasks)
+        task->closeSockets();
+    for (const auto& job : m_jobs)
+        job->closeSockets();
     m_taskSender.reset();
     m_taskSocket.reset();
     m_commandSocket.reset();
@@ -223,6 +244,237 @@ void OperationManager::sendOperationResult(const QUuid& taskId, const QJsonDocum
     const QByteArray message = taskId.toByteArray() + result.toBinaryData();
     if (m_commandSocket->send(message.constData(), message.size(), 0) < 0)
         NorvikDebug("NKC").warning() << "Send message error code:" << errno;
+}
+
+namespace {
+
+void logInvalidInput(const QString& name, const char* text = "input params is not valid")
+{
+    NorvikDebug("NKC").warning() << ClassName << ":" << name << text;
+}
+
+template <typename T>
+void logInput(const char* label, const T& value)
+{
+    NorvikDebug("NKC").debug() << label << ":" << value;
+}
+
+} // namespace
+
+QSharedPointer<IOperation> OperationManager::upload(const QMap<QString, QVariant>& cloudConfig,
+                                                    const QString& cloudPath,
+                                                    const QMap<QString, QVariant>& metadata,
+                                                    QIODevice* device)
+{
+    static const QString name = QStringLiteral("upload");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isReadable()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudPath", cloudPath);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::UploadOnce(cloudConfig, cloudPath, metadata, device, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::uploadEmptyFolder(const QMap<QString, QVariant>& cloudConfig,
+                                                               const QString& cloudPath)
+{
+    static const QString name = QStringLiteral("uploadEmptyFolder");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudPath", cloudPath);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::UploadEmptyFolder(cloudConfig, cloudPath, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::checkConfig(const QMap<QString, QVariant>& cloudConfig)
+{
+    static const QString name = QStringLiteral("checkConfig");
+    if (cloudConfig.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::CheckConfig(cloudConfig, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::listing(const QMap<QString, QVariant>& cloudConfig,
+                                                     const QString& prefix, const QString& marker,
+                                                     const QString& delimiter, quint16 maxCount)
+{
+    static const QString name = QStringLiteral("listing");
+    if (cloudConfig.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("prefix", prefix);
+        logInput("marker", marker);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::Listing(cloudConfig, prefix, marker, delimiter, maxCount, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::listContainers(const QMap<QString, QVariant>& cloudConfig)
+{
+    static const QString name = QStringLiteral("listContainers");
+    if (cloudConfig.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::ListContainers(cloudConfig, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::createContainer(const QMap<QString, QVariant>& cloudConfig,
+                                                             const QJsonObject& params)
+{
+    static const QString name = QStringLiteral("createContainer");
+    if (cloudConfig.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("paramsObject", params);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::CreateContainer(cloudConfig, params, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::deleteOnce(const QMap<QString, QVariant>& cloudConfig,
+                                                        const QJsonObject& cloudObject)
+{
+    static const QString name = QStringLiteral("deleteOnce");
+    if (cloudConfig.isEmpty() || cloudObject.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudObject", cloudObject);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::DeleteOnce(cloudConfig, cloudObject, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::multipleDelete(const QMap<QString, QVariant>& cloudConfig,
+                                                            const QJsonArray& cloudObjects)
+{
+    static const QString name = QStringLiteral("multipleDelete");
+    if (cloudConfig.isEmpty() || cloudObjects.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudObjects", cloudObjects);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::MultipleDelete(cloudConfig, cloudObjects, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::signUrl(const QMap<QString, QVariant>& cloudConfig,
+                                                     const QString& path, bool useSsl,
+                                                     const QDateTime& expires)
+{
+    static const QString name = QStringLiteral("signUrl");
+    // An invalid time would count as "now" and sign a URL of no defined life.
+    if (cloudConfig.isEmpty() || path.isEmpty() || !expires.isValid() ||
+        QDateTime::currentDateTime().secsTo(expires) < 0) {
+        logInvalidInput(name, "input params is not valide");
+        logInput("cloudConfig", cloudConfig);
+        logInput("path", path);
+        return {};
+    }
+    QSharedPointer<IOperation> operation(new Operation::SignUrl(cloudConfig, path, useSsl, expires, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::uploadMultipart(const QMap<QString, QVariant>& cloudConfig,
+                                                             const QString& cloudPath,
+                                                             const QMap<QString, QVariant>& metadata,
+                                                             QIODevice* device, const QByteArray& uploadInfo)
+{
+    static const QString name = QStringLiteral("uploadMultipart");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isReadable()) {
+        NorvikDebug("NKC").warning() << ClassName << ":" << name << "input params is not valid";
+        NorvikDebug("NKC").debug() << "cloudConfig"
+                                   << ":" << cloudConfig;
+        NorvikDebug("NKC").debug() << "cloudPath"
+                                   << ":" << cloudPath;
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::UploadMultipart(cloudConfig, cloudPath, metadata, device, uploadInfo, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::download2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                                             const QString& cloudPath, QIODevice* device)
+{
+    static const QString name = QStringLiteral("download2Stream");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isWritable()) {
+        NorvikDebug("NKC").warning() << ClassName << ":" << name << "input params is not valid";
+        NorvikDebug("NKC").debug() << "cloudConfig"
+                                   << ":" << cloudConfig;
+        NorvikDebug("NKC").debug() << "cloudPath"
+                                   << ":" << cloudPath;
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::Download2Stream(cloudConfig, cloudPath, device, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::downloadBlob(const QMap<QString, QVariant>& cloudConfig,
+                                                          const QString& cloudPath, quint64 position,
+                                                          quint64 size)
+{
+    static const QString name = QStringLiteral("downloadBlob");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty()) {
+        NorvikDebug("NKC").warning() << ClassName << ":" << name << "input params is not valid";
+        NorvikDebug("NKC").debug() << "cloudConfig"
+                                   << ":" << cloudConfig;
+        NorvikDebug("NKC").debug() << "cloudPath"
+                                   << ":" << cloudPath;
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::DownloadBlob(cloudConfig, cloudPath, position, size, nullptr));
+    registerOperation(operation);
+    return operation;
+}
+
+QSharedPointer<IOperation> OperationManager::downloadBlob2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                                                 const QString& cloudPath, quint64 position,
+                                                                 quint64 size, QIODevice* device)
+{
+    static const QString name = QStringLiteral("downloadBlob2Stream");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isWritable()) {
+        NorvikDebug("NKC").warning() << ClassName << ":" << name << "input params is not valid";
+        NorvikDebug("NKC").debug() << "cloudConfig"
+                                   << ":" << cloudConfig;
+        NorvikDebug("NKC").debug() << "cloudPath"
+                                   << ":" << cloudPath;
+        return {};
+    }
+    QSharedPointer<IOperation> operation(
+        new Operation::DownloadBlob2Stream(cloudConfig, cloudPath, position, size, device, nullptr));
+    registerOperation(operation);
+    return operation;
 }
 
 } // namespace Norvik::Cloud

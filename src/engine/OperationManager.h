@@ -6,10 +6,16 @@
 #include <QSharedPointer>
 #include <QString>
 #include <QUuid>
+#include <QVariant>
 
 #include <atomic>
 #include <memory>
 #include <vector>
+
+class QDateTime;
+class QIODevice;
+class QJsonArray;
+class QJsonObject;
 
 namespace nn {
 class socket;
@@ -67,6 +73,55 @@ public:
     bool registerOperation(const QSharedPointer<IOperation>& operation);
     // Publishes a job's result to the task thread that sent the job.
     void sendOperationResult(const QUuid& taskId, const QJsonDocument& result);
+
+    // Single-shot uploads, listing, containers, delete and sign. Like every starting function,
+    // each checks its input, makes the operation, registers it and returns it unstarted (call
+    // exec()); on bad input it returns null and logs why. A cloudConfig must not be empty.
+    //
+    // upload: the whole device as one object; the device must be open for reading.
+    QSharedPointer<IOperation> upload(const QMap<QString, QVariant>& cloudConfig, const QString& cloudPath,
+                                      const QMap<QString, QVariant>& metadata, QIODevice* device);
+    QSharedPointer<IOperation> uploadEmptyFolder(const QMap<QString, QVariant>& cloudConfig,
+                                                 const QString& cloudPath);
+    // On success the operation's cloudConfig() is the configuration as the storage completed it.
+    QSharedPointer<IOperation> checkConfig(const QMap<QString, QVariant>& cloudConfig);
+    // One page; empty prefix, marker and delimiter are valid.
+    QSharedPointer<IOperation> listing(const QMap<QString, QVariant>& cloudConfig, const QString& prefix,
+                                       const QString& marker, const QString& delimiter, quint16 maxCount);
+    QSharedPointer<IOperation> listContainers(const QMap<QString, QVariant>& cloudConfig);
+    // params as the cloud family's ContainerParams class reads them; may be empty.
+    QSharedPointer<IOperation> createContainer(const QMap<QString, QVariant>& cloudConfig,
+                                               const QJsonObject& params);
+    // cloudObject and each element of cloudObjects are listing objects; neither may be empty.
+    QSharedPointer<IOperation> deleteOnce(const QMap<QString, QVariant>& cloudConfig,
+                                          const QJsonObject& cloudObject);
+    QSharedPointer<IOperation> multipleDelete(const QMap<QString, QVariant>& cloudConfig,
+                                              const QJsonArray& cloudObjects);
+    // expires must be valid and not in the past (the current second counts as valid).
+    QSharedPointer<IOperation> signUrl(const QMap<QString, QVariant>& cloudConfig, const QString& path,
+                                       bool useSsl, const QDateTime& expires);
+
+    // Multipart upload and downloads. Each function checks its input, makes the operation,
+    // registers it and returns it unstarted (call exec()); on bad input it returns null and
+    // logs why. Devices stay the caller's and must outlive the operation. Ranges are the first
+    // offset and the count of bytes less one.
+    //
+    // uploadMultipart: a non-empty uploadInfo (from UploadMultipart::updateUploadInfo) continues
+    // that upload. Needs a readable device.
+    QSharedPointer<IOperation> uploadMultipart(const QMap<QString, QVariant>& cloudConfig,
+                                               const QString& cloudPath,
+                                               const QMap<QString, QVariant>& metadata, QIODevice* device,
+                                               const QByteArray& uploadInfo);
+    // The whole object into a writable device.
+    QSharedPointer<IOperation> download2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                               const QString& cloudPath, QIODevice* device);
+    // A range into memory, bounded by the memory budget.
+    QSharedPointer<IOperation> downloadBlob(const QMap<QString, QVariant>& cloudConfig,
+                                            const QString& cloudPath, quint64 position, quint64 size);
+    // A range into a writable device.
+    QSharedPointer<IOperation> downloadBlob2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                                   const QString& cloudPath, quint64 position, quint64 size,
+                                                   QIODevice* device);
 
 private:
     OperationManager();

@@ -27,6 +27,14 @@ OperationTask::OperationTask(nn::socket* taskSocket)
 {
 }
 
+OperationTask::~OperationTask() = default;
+
+void OperationTask::closeSockets()
+{
+    m_jobSender.reset();
+    m_subscriber.reset();
+}
+
 void OperationTask::run()
 {
     // Any exception ends the thread for good: the pool has one task thread less from then on.
@@ -44,13 +52,15 @@ void OperationTask::run()
 
 void OperationTask::loop()
 {
-    nn::socket subscriber(AF_SP, NN_SUB);
+    m_subscriber = std::make_unique<nn::socket>(AF_SP, NN_SUB);
+    nn::socket& subscriber = *m_subscriber;
     subscriber.connect(OperationManager::COMMAND_ADDRESS);
     const QByteArray ownTopic = id().toByteArray();
     subscriber.setsockopt(NN_SUB, NN_SUB_SUBSCRIBE, ownTopic.constData(), ownTopic.size());
     const QByteArray commandTopic = OperationManager::COMMAND_ID.toByteArray();
     subscriber.setsockopt(NN_SUB, NN_SUB_SUBSCRIBE, commandTopic.constData(), commandTopic.size());
-    nn::socket jobSender(AF_SP, NN_PUSH);
+    m_jobSender = std::make_unique<nn::socket>(AF_SP, NN_PUSH);
+    nn::socket& jobSender = *m_jobSender;
     jobSender.connect(OperationManager::WORKER_ADDRESS);
 
     bool free = true;

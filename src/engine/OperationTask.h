@@ -5,6 +5,8 @@
 #include <QJsonDocument>
 #include <QUuid>
 
+#include <memory>
+
 namespace nn {
 class socket;
 }
@@ -19,12 +21,15 @@ class OperationTask : public EngineThread
 {
 public:
     explicit OperationTask(nn::socket* taskSocket);
+    ~OperationTask() override;
 
     // Moves the operation to state 2; false when it is not registered.
     bool onTask(const QUuid& operationId);
     // Hands a job's result to the operation; false for a document that is no object or an
     // operation that is gone.
     bool operationResult(const QUuid& operationId, const QJsonDocument& result);
+
+    void closeSockets() override;
 
 protected:
     void run() override;
@@ -33,6 +38,9 @@ private:
     void loop();
 
     nn::socket* const m_taskSocket;
+    // Made and used by the thread alone; closed after every thread has ended.
+    std::unique_ptr<nn::socket> m_subscriber;
+    std::unique_ptr<nn::socket> m_jobSender;
 };
 
 } // namespace Norvik::Cloud

@@ -7,13 +7,17 @@
 #include <NorvikCore/Hash.h>
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QPair>
 #include <QSharedPointer>
 #include <QString>
 #include <QUrl>
 #include <QUrlQuery>
+#include <QUuid>
+#include <QVariant>
 
+#include <functional>
 #include <initializer_list>
 
 class QIODevice;
@@ -27,8 +31,15 @@ namespace Norvik::Cloud::Api {
 // headers are signed and in which order, the sub-resources, the encoding of units outside the
 // basic plane). Changing any of these changes what goes on the wire; the comments in the
 // implementation name each place.
+//
+// Above signing sit the verbs that the object operations use: each takes a bucket, a path, a
+// query and headers, chooses the endpoint, signs, sends through the transport and repeats on
+// the failures that a new signature or a later attempt can cure. Error answers become
+// exceptions in exceptionFactory() and its delegates, one per status.
 class CloudAmazonS3LikePrivate : public CloudHttp::CloudHttpPrivate
 {
+    Q_DECLARE_TR_FUNCTIONS(CloudAmazonS3LikePrivate)
+
 public:
     using Signature = Info::AmazonS3Like::Signature;
     using Clock = QDateTime (*)();
@@ -38,6 +49,12 @@ public:
 
     // Refused without "AccessKey" or "SecretKey".
     bool setConfig(const QMap<QString, QVariant>& config) override;
+    // Always throws: the exception of the S3 error document, by status.
+    void exceptionFactory(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders, int status,
+                          const QByteArray& body) override;
+
+    // Request headers for the object metadata of the application.
+    virtual HeaderMap header(const QMap<QString, QVariant>& metaData) const;
 
     // A ready pre-signed GET URL; empty for an empty bucket or path, or an expiry that is
     // not in the future.
@@ -48,6 +65,35 @@ public:
     virtual QPair<QUrl, HeaderMap> signature(RequestType type, const QString& bucket, QString path,
                                              const QUrlQuery& query, HeaderMap& headers, bool useRegion,
                                              QSharedPointer<QIODevice> body, long long size);
+
+    // The verbs. useRegion true signs for, and addresses, the configured region; false for the
+    // service's default region, for the requests that must work before a bucket's region is
+    // known. headers are signed anew on every attempt and hold the last attempt's headers
+    // afterwards. GET, PUT and POST report progress under id.
+    virtual Response get(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                         bool useRegion, QByteArray& out, const QUuid& id = QUuid());
+    virtual Response get(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                         bool useRegion, QIODevice* out, const QUuid& id = QUuid());
+    virtual Response put(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                         bool useRegion, const QByteArray& data, const QUuid& id = QUuid());
+    virtual Response put(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                         bool useRegion, QSharedPointer<QIODevice> data, long long size,
+                         const QUuid& id = QUuid());
+    virtual Response post(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                          bool useRegion, const QByteArray& data, const QUuid& id = QUuid());
+    virtual Response post(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                          bool useRegion, QSharedPointer<QIODevice> data, long long size,
+                          const QUuid& id = QUuid());
+    virtual Response delete_(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                             bool useRegion);
+    virtual Response head(const QString& bucket, QString path, const QUrlQuery& query, HeaderMap& headers,
+                          bool useRegion);
+    // The transport's own verbs, for a complete URL and headers that are already signed.
+    using CloudHttpPrivate::delete_;
+    using CloudHttpPrivate::get;
+    using CloudHttpPrivate::head;
+    using CloudHttpPrivate::post;
+    using CloudHttpPrivate::put;
 
     virtual QPair<QUrl, HeaderMap> signatureAws2(RequestType type, const QUrl& url, const QString& bucket,
                                                  const QString& path, const QUrlQuery& query,
@@ -64,6 +110,21 @@ public:
     virtual QByteArray headerAws4(RequestType type, const QString& resource, const QUrlQuery& query,
                                   const HeaderMap& headers, const QString& region, const QString& bucket,
                                   const QDateTime& date);
+
+    // The delegates of exceptionFactory(), one per status; none of them returns.
+    virtual void exceptionBadRequest(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders,
+                                     int status, const QByteArray& body);
+    virtual void exceptionForbidden(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders,
+                                    int status, const QByteArray& body);
+    virtual void exceptionNotFound(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders,
+                                   int status, const QByteArray& body);
+    virtual void exceptionRedirect(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders,
+                                   int status, const QByteArray& body);
+    virtual void exceptionConflict(const HeaderMap& requestHeaders, const HeaderMap& responseHeaders,
+                                   int status, const QByteArray& body);
+    virtual void exceptionServiceUnavailable(const HeaderMap& requestHeaders,
+                                             const HeaderMap& responseHeaders, int status,
+                                             const QByteArray& body);
 
     virtual QString userAgent() const;
     // The base URL of a request on bucket: path style or virtual host, region prefixes.
@@ -94,6 +155,9 @@ public:
     static QString uriEncode(const QString& text, bool encodeSlash);
     // A new query with key and value of every item passed through uriEncode, in order.
     static QUrlQuery urlQueryEncode(const QUrlQuery& query, bool encodeSlash);
+
+    // The object metadata of the application from response headers.
+    QMap<QString, QVariant> metaDataFromHeader(const HeaderMap& responseHeaders) const;
 
     const QSharedPointer<Info::AmazonS3Like>& cloudInfo() const { return m_info; }
     QString defaultRegion() const;
@@ -130,6 +194,14 @@ protected:
     bool m_usePathStyle = true;
 
 private:
+    // One transfer by the transport for the signed URL and headers of an attempt.
+    using Transfer = std::function<Response(const QUrl& url, HeaderMap& headers)>;
+    // The retry wrapper around every verb: signs, sends, and on the failures that another
+    // attempt can cure waits and starts again with a new signature.
+    Response request(RequestType type, const QString& bucket, const QString& path, const QUrlQuery& query,
+                     HeaderMap& headers, bool useRegion, QSharedPointer<QIODevice> body, long long size,
+                     const Transfer& transfer);
+
     Clock m_clock = &QDateTime::currentDateTimeUtc;
 };
 

@@ -1,6 +1,7 @@
 #include "EngineTestOperations.h"
 
 #include "engine/JobFormat.h"
+#include "engine/OperationConfig.h"
 #include "info/Config.h"
 
 #include <QMutexLocker>
@@ -81,9 +82,8 @@ QSet<QThread*> HoldingOperation::servingThreads() const
 
 QMap<QString, QVariant> probeConfig()
 {
-    return {{Config::Type, QStringLiteral("FileSystem")},
-            {Config::Id, QUuid::createUuid()},
-            {Config::FileSystem::Path, QStringLiteral("/nonexistent")},
+    return {{Config::Id, QUuid::createUuid()},
+            {OperationConfig::ContainerName, QStringLiteral("bucket")},
             {Config::AmazonS3Like::SecretKey, QStringLiteral("s3cr3t")}};
 }
 

@@ -69,7 +69,8 @@ private:
     std::atomic<int> m_resultCount{0};
 };
 
-// A configuration as a client gives it: a type, an id and a secret.
+// A configuration with an id and a secret but no cloud type: no connection can be made from
+// it, so a job thread sends every job back as its own failed result.
 QMap<QString, QVariant> probeConfig();
 
 } // namespace NorvikTest

@@ -1,0 +1,100 @@
+#include "connection/CloudFactory.h"
+
+#include "connection/IConnection.h"
+#include "info/CloudType.h"
+#include "info/Config.h"
+
+#include <NorvikCore/NorvikDebug.h>
+
+// Connection classes, one include each.
+#include "s3/CloudAmazonS3Like.h"
+#include "storage/CloudFileSystem.h"
+
+namespace Norvik::Cloud::Api {
+
+namespace {
+
+using Maker = IConnection* (*)(Type type);
+
+// For classes that serve exactly one type.
+template <class Connection>
+IConnection* make(Type)
+{
+    return new Connection();
+}
+
+// For classes that serve several types and are told which one.
+template <class Connection>
+IConnection* makeOfType(Type type)
+{
+    return new Connection(type);
+}
+
+// The connection class of each type. A type without a row has no class in this library and
+// is refused. One row per type, by number:
+//     {Type::AmazonS3, &make<CloudAmazonS3>},
+//     {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},
+const QMap<Type, Maker>& makers()
+{
+    static const QMap<Type, Maker> table = {
+        {Type::FileSystem, &make<CloudFileSystem>},
+        // S3-compatible services that differ only in their descriptor: the plain S3
+        // connection, told its type so that it finds that descriptor.
+        {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},
+        {Type::Scality, &makeOfType<CloudAmazonS3Like>},
+        {Type::DreamObjects, &makeOfType<CloudAmazonS3Like>},
+        {Type::Cloudian, &makeOfType<CloudAmazonS3Like>},
+        {Type::ThinkOn, &makeOfType<CloudAmazonS3Like>},
+        {Type::Aruba, &makeOfType<CloudAmazonS3Like>},
+        {Type::Tiscali, &makeOfType<CloudAmazonS3Like>},
+        {Type::Seeweb, &makeOfType<CloudAmazonS3Like>},
+        {Type::CenturyLink, &makeOfType<CloudAmazonS3Like>},
+        // Minio's descriptor asks for version 4; path style is the default of the protocol.
+        {Type::Minio, &makeOfType<CloudAmazonS3Like>},
+        {Type::Dunkel, &makeOfType<CloudAmazonS3Like>},
+        {Type::Connectria, &makeOfType<CloudAmazonS3Like>},
+        {Type::HostEurope, &makeOfType<CloudAmazonS3Like>},
+        {Type::GreenQloud, &makeOfType<CloudAmazonS3Like>},
+        {Type::Constant, &makeOfType<CloudAmazonS3Like>},
+        {Type::Webzilla, &makeOfType<CloudAmazonS3Like>},
+        {Type::Verizon, &makeOfType<CloudAmazonS3Like>},
+    };
+    return table;
+}
+
+} // namespace
+
+IConnection* CloudFactory::create(const QMap<QString, QVariant>& config)
+{
+    const auto typeName = config.constFind(Norvik::Cloud::Config::Type);
+    if (typeName == config.constEnd())
+        return nullptr;
+    const QString name = typeName->toString();
+    const int number = name2Type(name);
+    if (number < 0)
+        return nullptr;
+
+    const Type type = static_cast<Type>(number);
+    const Maker maker = makers().value(type, nullptr);
+    if (!maker) {
+        NorvikDebug("NKC").warning() << "This cloud type dont support! type:" << name;
+        return nullptr;
+    }
+    IConnection* connection = maker(type);
+    if (!connection->setConfig(config)) {
+        delete connection;
+        return nullptr;
+    }
+    return connection;
+}
+
+int CloudFactory::name2Type(const QString& name)
+{
+    for (auto it = TypeName.cbegin(); it != TypeName.cend(); ++it) {
+        if (it.value() == name)
+            return static_cast<int>(it.key());
+    }
+    return -1;
+}
+
+} // namespace Norvik::Cloud::Api

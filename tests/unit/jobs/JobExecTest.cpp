@@ -1,0 +1,402 @@
+#include "LogCapture.h"
+#include "TestSupport.h"
+
+#include "connection/CloudErrorFactory.h"
+#include "connection/Exception.h"
+#include "engine/JobFormat.h"
+#include "engine/OperationJob.h"
+#include "info/Config.h"
+#include "storage/CloudFileSystem.h"
+
+#include <NorvikStreams/SourceFileException.h>
+
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QUuid>
+
+#include <cctype>
+#include <functional>
+#include <stdexcept>
+
+using namespace Norvik::Cloud;
+namespace Exception = Norvik::Cloud::Api::Exception;
+using NorvikTest::LogCapture;
+
+namespace {
+
+const QString ThrowingJob = QStringLiteral("test_throwing_job");
+const QString ErrorReturningJob = QStringLiteral("test_error_returning_job");
+const QString SucceedingJob = QStringLiteral("test_succeeding_job");
+
+// What the throwing job function throws next. exec() runs on the test's thread here, so a
+// plain global is enough.
+std::function<void()> g_raise;
+
+QJsonDocument throwingJob(Api::IConnection*, const QJsonObject&)
+{
+    g_raise();
+    ADD_FAILURE() << "the job function was expected to throw";
+    return QJsonDocument();
+}
+
+// Reports a failure the way a job function may do without throwing.
+QJsonDocument errorReturningJob(Api::IConnection*, const QJsonObject& job)
+{
+    QJsonObject result = job;
+    result.insert(JobFormat::Result::Status::Key, JobFormat::Result::Status::Value::Error);
+    result.insert(QStringLiteral("reason"), QStringLiteral("told by the function"));
+    return QJsonDocument(result);
+}
+
+QJsonDocument succeedingJob(Api::IConnection* connection, const QJsonObject& job)
+{
+    QJsonObject result = job;
+    result.insert(JobFormat::Result::Status::Key, JobFormat::Result::Status::Value::Success);
+    result.insert(QStringLiteral("connection_id"), connection->id().toString());
+    return QJsonDocument(result);
+}
+
+const QByteArray SkewBody = "<Error><Code>RequestTimeTooSkewed</Code><Message>clock is off</Message>"
+                            "<RequestTime>Mon, 20 Nov 2023 10:00:00 GMT</RequestTime>"
+                            "<ServerTime>2023-11-20T10:20:00Z</ServerTime></Error>";
+const QByteArray AccelerationBody =
+    "<Error><Code>InvalidRequest</Code><Message>S3 Transfer Acceleration is not configured</Message></Error>";
+const QByteArray FileNotPresentBody =
+    R"({"status":400,"code":"file_not_present","message":"File not present"})";
+const QByteArray IllegalNameBody =
+    R"({"status":400,"code":"bad_request","message":"File names must not contain unicode characters with codes less than 32"})";
+
+// One row of the failure map as a client sees it. code -1: no "ErrorCode" in the result;
+// cloudErrorType 0: no "CloudError". logText is what the warning line must contain, logBody a
+// text that must appear in the body's log line (empty: nothing expected there).
+struct FailureCase
+{
+    const char* name;
+    std::function<void()> raise;
+    int code;
+    QString message;
+    int cloudErrorType;
+    QString logText;
+    QString logBody;
+};
+
+void PrintTo(const FailureCase& failure, std::ostream* out)
+{
+    *out << failure.name;
+}
+
+template <class E, class... Args>
+std::function<void()> raise(Args... args)
+{
+    return [=] { throw E(args...); };
+}
+
+QString text(const char* literal)
+{
+    return QString::fromUtf8(literal);
+}
+
+// Each class with a row of its own first, in the order of the handlers, then classes without
+// a row that must land on the row of their nearest listed base, and finally what is no member
+// of the family at all.
+const std::vector<FailureCase>& failureCases()
+{
+    static const std::vector<FailureCase> cases = {
+        {"BadRequest", raise<Exception::BadRequest>(QByteArray("body-1"), text("bad")), 7, "bad", 0,
+         "Cloud operation error (BadRequest): bad", "body-1"},
+        {"ContainerDoesNotExist",
+         raise<Exception::ContainerDoesNotExist>(QByteArray("body-2"), text("no bucket")), 6, "no bucket", 0,
+         "Cloud operation error (ContainerDoesNotExist): no bucket", "body-2"},
+        {"InvalidArgument",
+         raise<Exception::InvalidArgument>(QByteArray("body-3"), text("arg"), text("Path")), 7, "arg", 0,
+         "Cloud operation error (InvalidArgument): arg", "body-3"},
+        {"InvalidResourceName", raise<Exception::InvalidResourceName>(QByteArray("body-4"), text("res")), 7,
+         "res", 0, "Cloud operation error (InvalidResourceName): res", "body-4"},
+        {"InvalidContainerName",
+         raise<Exception::InvalidContainerName>(QByteArray("body-5"), text("name"), text("Bad_Bucket")), 6,
+         "name", 0, "Cloud operation error (InvalidContainerName): name", "body-5"},
+        {"InvalidData", raise<Exception::InvalidData>(QByteArray("body-6")), 7, "Invalid data format", 0,
+         "Cloud operation error (InvalidData): Invalid data format", "body-6"},
+        {"SignatureDoesNotMatch", raise<Exception::SignatureDoesNotMatch>(QByteArray("body-7"), text("sig")),
+         9, "sig", 0, "Cloud operation error (SignatureDoesNotMatch): sig", "body-7"},
+        {"UnsupportedOperation", raise<Exception::UnsupportedOperation>(), 8,
+         "Operation is not supported in this cloud", 0, "Cloud operation error (UnsupportedOperation):", ""},
+        {"WrongAutorizationType", raise<Exception::WrongAutorizationType>(QByteArray("body-9"), text("v4")),
+         9, "v4", 0, "Cloud operation error (WrongAutorizationType): v4", "body-9"},
+        {"InvalidObjectState", raise<Exception::InvalidObjectState>(QByteArray("body-10"), text("glacier")),
+         18, "glacier", 0, "Cloud operation error (InvalidObjectState): glacier", "body-10"},
+        {"NoContent with a body", raise<Exception::NoContent>(404, QByteArray("body-11"), text("gone")), 13,
+         "gone", 0, "Cloud operation error (NoContent): gone", "body-11"},
+        {"NotSupportedStorageClass",
+         raise<Exception::NotSupportedStorageClass>(QByteArray("body-12"), text("tier")), 20, "tier", 0,
+         "Cloud operation error (NotSupportedStorageClass): tier", "body-12"},
+        {"DataWritingError", raise<Exception::DataWritingError>(), 23, "Data writing was interrupted.", 0,
+         "Cloud operation error (DataWritingError): Data writing was interrupted.", ""},
+        {"InvalidAutorizationAccount",
+         raise<Exception::InvalidAutorizationAccount>(QByteArray("body-14"), text("who")), 9, "who", 0,
+         "Cloud operation error (InvalidAutorizationAccount): who", "body-14"},
+        {"ComputerClockIsNotSynchronize with a skew record",
+         raise<Exception::ComputerClockIsNotSynchronize>(SkewBody, text("skew")), 29, "skew", 10001,
+         "Cloud operation error (ComputerClockIsNotSynchronize): skew", "RequestTimeTooSkewed"},
+        {"ComputerClockIsNotSynchronize without a record",
+         raise<Exception::ComputerClockIsNotSynchronize>(QByteArray("<Error/>"), text("skew?")), 29, "skew?",
+         0, "Cloud operation error (ComputerClockIsNotSynchronize): skew?", "<Error/>"},
+        {"S3TransferAccelerationError",
+         raise<Exception::S3TransferAccelerationError>(AccelerationBody, text("acc")), 29, "acc", 10002,
+         "Cloud operation error (S3TransferAccelerationError): acc", "Acceleration"},
+        {"BackBlaze::FileNotPresent",
+         raise<Exception::BackBlaze::FileNotPresent>(FileNotPresentBody, text("fnp")), 13, "fnp", 20001,
+         "Cloud operation error (BackBlaze::FileNotPresent): fnp", "file_not_present"},
+        {"PathContainsIllegalSymbols",
+         raise<Exception::PathContainsIllegalSymbols>(QByteArray("body-18"), text("ill")), 29, "ill", 0,
+         "Cloud operation error (PathContainsIllegalSymbols): ill", "body-18"},
+        {"CreateDestinationFileError",
+         raise<Exception::CreateDestinationFileError>(QByteArray("body-19"), text("mkdir"),
+                                                      text("/restore/a")),
+         14, "mkdir", 0, "Cloud operation error (CreateDestinationFileError): mkdir Path: /restore/a",
+         "body-19"},
+        {"CreateDestinationFileError without a path",
+         raise<Exception::CreateDestinationFileError>(QByteArray("body-19b"), text("mkdir"), QString()), 14,
+         "mkdir", 0, "Cloud operation error (CreateDestinationFileError): mkdir", "body-19b"},
+        {"PermissionError ReadAndList",
+         raise<Exception::PermissionError>(Exception::PermissionError::ReadAndList), 24, "Permission error",
+         0, "Cloud operation error (PermissionError)", ""},
+        {"PermissionError Write", raise<Exception::PermissionError>(Exception::PermissionError::Write), 25,
+         "Permission error", 0, "Cloud operation error (PermissionError)", ""},
+        {"PermissionError ListFiles",
+         raise<Exception::PermissionError>(Exception::PermissionError::ListFiles), 26, "Permission error", 0,
+         "Cloud operation error (PermissionError)", ""},
+        {"PermissionError Delete", raise<Exception::PermissionError>(Exception::PermissionError::Delete), 27,
+         "Permission error", 0, "Cloud operation error (PermissionError)", ""},
+        {"PermissionError of an unknown type",
+         raise<Exception::PermissionError>(static_cast<Exception::PermissionError::Type>(9)), -1,
+         "Permission error", 0, "Cloud operation error (PermissionError)", ""},
+        {"AllAccessDisabled", raise<Exception::AllAccessDisabled>(QByteArray("body-21"), text("off")), 10,
+         "off", 0, "Cloud operation error (AllAccessDisabled): off", "body-21"},
+        {"NotImplemented", raise<Exception::NotImplemented>(QByteArray("body-22"), text("nyi")), 7, "nyi", 0,
+         "Cloud operation error (NotImplemented): nyi", "body-22"},
+        {"Operation", raise<Exception::Operation>(500, QByteArray("body-23"), text("oops"), false), 2, "oops",
+         0, "Cloud operation error (Operation): oops", "body-23"},
+        {"Unknown", raise<Exception::Unknown>(), 1, "Unknown exception", 0,
+         "Cloud operation error (Unknown): Unknown exception", ""},
+        {"SslProblem", raise<Exception::SslProblem>(60, text("cert")), 5, "cert", 0, "Ssl problem: cert", ""},
+        {"Terminated", raise<Exception::Terminated>(), 21, "Command is terminated by user", 0,
+         "Abort exception: Command is terminated by user", ""},
+        {"Network", raise<Exception::Network>(56, text("recv")), 4, "recv", 0, "Network problem: recv", ""},
+        {"InternalError", raise<Exception::InternalError>(text("bug")), 3, "bug", 0,
+         "Exception internal error: bug", ""},
+        {"FileNotFound", raise<Exception::FileNotFound>(37, text("no file"), text("/key")), 13, "no file", 0,
+         "Destination file or directory problem: no file", ""},
+        {"Base", raise<Exception::Base>(text("base"), false), 1, "base", 0, "Base exception: base", ""},
+
+        // Classes without a row of their own.
+        {"AccessDenied", raise<Exception::AccessDenied>(QByteArray("b"), text("denied")), 2, "denied", 0,
+         "Cloud operation error (Operation): denied", ""},
+        {"TemporarilyUnavailable", raise<Exception::TemporarilyUnavailable>(QByteArray("b"), text("busy")), 2,
+         "busy", 0, "Cloud operation error (Operation): busy", ""},
+        {"SlowDown", raise<Exception::SlowDown>(QByteArray("b"), text("slow")), 2, "slow", 0,
+         "Cloud operation error (Operation): slow", ""},
+        {"RequestTimeout", raise<Exception::RequestTimeout>(QByteArray("b"), text("idle")), 2, "idle", 0,
+         "Cloud operation error (Operation): idle", ""},
+        {"MovedPermanently",
+         raise<Exception::MovedPermanently>(QByteArray("b"), text("moved"), QUrl("https://x/")), 2, "moved",
+         0, "Cloud operation error (Operation): moved", ""},
+        {"TemporaryRedirect",
+         raise<Exception::TemporaryRedirect>(QByteArray("b"), text("redirect"), QUrl("https://x/"),
+                                             QMap<QByteArray, QByteArray>()),
+         2, "redirect", 0, "Cloud operation error (Operation): redirect", ""},
+        {"ArchiveNotAvailable", raise<Exception::ArchiveNotAvailable>(QByteArray("b"), text("later")), 2,
+         "later", 0, "Cloud operation error (Operation): later", ""},
+        {"AzureBlob::RefreshSasToken",
+         raise<Exception::AzureBlob::RefreshSasToken>(QByteArray("b"), text("sas")), 2, "sas", 0,
+         "Cloud operation error (Operation): sas", ""},
+        // Not the library's own InternalError: a service's 500 is a cloud operation failure.
+        {"BackBlaze::InternalError",
+         raise<Exception::BackBlaze::InternalError>(QByteArray("b"), text("b2 500")), 2, "b2 500", 0,
+         "Cloud operation error (Operation): b2 500", ""},
+        {"NoContent without a body", raise<Exception::NoContent>(), 13, "No Content", 0,
+         "Cloud operation error (NoContent): No Content", ""},
+        {"BackBlaze::PathContainsIllegalSymbols",
+         raise<Exception::BackBlaze::PathContainsIllegalSymbols>(IllegalNameBody, text("b2 name")), 29,
+         "b2 name", 1001, "Cloud operation error (PathContainsIllegalSymbols): b2 name", "bad_request"},
+        {"SslConnectionError", raise<Exception::SslConnectionError>(35, text("handshake")), 5, "handshake", 0,
+         "Ssl problem: handshake", ""},
+        {"ConnectionError", raise<Exception::ConnectionError>(7, text("refused")), 4, "refused", 0,
+         "Network problem: refused", ""},
+        {"HostNotResolved", raise<Exception::HostNotResolved>(6, text("dns")), 4, "dns", 0,
+         "Network problem: dns", ""},
+        {"NetworkTimeout", raise<Exception::NetworkTimeout>(28, text("slow net")), 4, "slow net", 0,
+         "Network problem: slow net", ""},
+        // A client runtime failure is not a network failure, and only its subclass has a row.
+        {"ClientRuntimeError", raise<Exception::ClientRuntimeError>(26, text("read callback")), 1,
+         "read callback", 0, "Base exception: read callback", ""},
+
+        // Not members of the family.
+        {"streams' SourceFileDeleted", raise<Norvik::Stream::Exception::SourceFileDeleted>(text("/src/file")),
+         1, Norvik::Stream::Exception::SourceFileDeleted(text("/src/file")).message(), 0, "exception!", ""},
+        // Same name as a family member, other library: no code 8 here.
+        {"streams' UnsupportedOperation",
+         raise<Norvik::Stream::Exception::UnsupportedOperation>(text("no seek")), 1, "no seek", 0,
+         "exception! no seek", ""},
+        {"std::runtime_error", raise<std::runtime_error>("boom"), 1, "boom", 0, "exception! boom", ""},
+        {"bare QString", raise<QString>(text("listing walked off")), 1, "Unknown error", 0, "exception!", ""},
+        {"int", raise<int>(42), 1, "Unknown error", 0, "exception!", ""},
+    };
+    return cases;
+}
+
+class JobExec : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        OperationJob::addJobFunction(ThrowingJob, &throwingJob);
+        OperationJob::addJobFunction(ErrorReturningJob, &errorReturningJob);
+        OperationJob::addJobFunction(SucceedingJob, &succeedingJob);
+    }
+
+    static QJsonObject job(const QString& type)
+    {
+        return {{JobFormat::Type, type},
+                {JobFormat::Id, QUuid::createUuid().toString()},
+                {JobFormat::TaskId, QUuid::createUuid().toString()},
+                {Config::Type, QStringLiteral("FileSystem")},
+                {QStringLiteral("Path"), QStringLiteral("/kept/as/given")}};
+    }
+
+    Api::CloudFileSystem m_connection;
+};
+
+class JobExecFailure : public JobExec, public ::testing::WithParamInterface<FailureCase>
+{
+};
+
+TEST_P(JobExecFailure, ExceptionBecomesItsErrorResult)
+{
+    const FailureCase& failure = GetParam();
+    LogCapture log;
+    g_raise = failure.raise;
+    const QJsonObject sent = job(ThrowingJob);
+
+    const QJsonDocument document = OperationJob::exec(&m_connection, QJsonDocument(sent));
+
+    ASSERT_TRUE(document.isObject());
+    const QJsonObject result = document.object();
+    EXPECT_EQ(result.value(JobFormat::Result::Status::Key).toString(), QStringLiteral("Error"));
+    if (failure.code < 0) {
+        EXPECT_FALSE(result.contains(JobFormat::Result::ErrorCode))
+            << result.value(JobFormat::Result::ErrorCode).toInt();
+    } else {
+        EXPECT_EQ(result.value(JobFormat::Result::ErrorCode).toInt(-1), failure.code);
+    }
+    EXPECT_EQ(result.value(JobFormat::Result::ErrorMessage).toString(), failure.message);
+
+    if (failure.cloudErrorType == 0) {
+        EXPECT_FALSE(result.contains(JobFormat::Result::CloudError));
+    } else {
+        const QSharedPointer<Error::CloudErrorBase> record =
+            Error::CloudErrorFactory()(result.value(JobFormat::Result::CloudError).toString().toUtf8());
+        ASSERT_TRUE(record);
+        EXPECT_EQ(record->type(), failure.cloudErrorType);
+    }
+
+    // The error result is the job itself: nothing of the job is lost.
+    for (auto it = sent.constBegin(); it != sent.constEnd(); ++it)
+        EXPECT_EQ(result.value(it.key()), it.value()) << it.key().toStdString();
+
+    EXPECT_EQ(log.count({QStringLiteral("WARNING"), failure.logText}), 1)
+        << log.lines().join('\n').toStdString();
+    if (!failure.logBody.isEmpty()) {
+        EXPECT_EQ(log.count({QStringLiteral("INFO+"), failure.logBody}), 1)
+            << log.lines().join('\n').toStdString();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(FailureMap, JobExecFailure, ::testing::ValuesIn(failureCases()),
+                         [](const ::testing::TestParamInfo<FailureCase>& param) {
+                             std::string name;
+                             for (const char c : std::string(param.param.name))
+                                 name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+                             return name;
+                         });
+
+TEST_F(JobExec, BodiesAreLoggedOnlyForServiceFailures)
+{
+    // A 404 without a body has nothing worth logging; a local failure has no body at all.
+    for (const auto& raise :
+         {std::function<void()>([] { throw Exception::NoContent(); }),
+          std::function<void()>([] { throw Exception::DataWritingError(); }), std::function<void()>([] {
+              throw Exception::PermissionError(Exception::PermissionError::Write);
+          })}) {
+        LogCapture log;
+        g_raise = raise;
+        OperationJob::exec(&m_connection, QJsonDocument(job(ThrowingJob)));
+        EXPECT_EQ(log.count({QStringLiteral("INFO+")}), 0) << log.lines().join('\n').toStdString();
+    }
+}
+
+TEST_F(JobExec, UnknownTypeIsAnErrorWithoutCode)
+{
+    LogCapture log;
+    const QJsonObject sent = job(QStringLiteral("no_such_job"));
+
+    const QJsonObject result = OperationJob::exec(&m_connection, QJsonDocument(sent)).object();
+
+    EXPECT_EQ(result.value(JobFormat::Result::Status::Key).toString(), QStringLiteral("Error"));
+    EXPECT_EQ(result.value(JobFormat::Result::ErrorMessage).toString(),
+              QStringLiteral("Operation type don't support"));
+    EXPECT_FALSE(result.contains(JobFormat::Result::ErrorCode));
+    EXPECT_FALSE(result.contains(JobFormat::Result::CloudError));
+    EXPECT_EQ(result.value(JobFormat::Id), sent.value(JobFormat::Id));
+    EXPECT_EQ(
+        log.count({QStringLiteral("WARNING"), QStringLiteral("Operation type don't support no_such_job")}),
+        1);
+
+    // A job without any "type" is unknown too.
+    QJsonObject untyped = sent;
+    untyped.remove(JobFormat::Type);
+    const QJsonObject untypedResult = OperationJob::exec(&m_connection, QJsonDocument(untyped)).object();
+    EXPECT_EQ(untypedResult.value(JobFormat::Result::ErrorMessage).toString(),
+              QStringLiteral("Operation type don't support"));
+}
+
+TEST_F(JobExec, NothingToRunGivesAnEmptyDocument)
+{
+    EXPECT_TRUE(OperationJob::exec(nullptr, QJsonDocument(job(SucceedingJob))).isEmpty());
+    EXPECT_TRUE(OperationJob::exec(&m_connection, QJsonDocument()).isEmpty());
+    EXPECT_TRUE(OperationJob::exec(&m_connection, QJsonDocument(QJsonArray{1, 2})).isEmpty());
+    // A null connection is refused before the job function could be reached.
+    g_raise = [] { ADD_FAILURE() << "the job function ran without a connection"; };
+    EXPECT_TRUE(OperationJob::exec(nullptr, QJsonDocument(job(ThrowingJob))).isEmpty());
+}
+
+TEST_F(JobExec, FunctionResultsPassUnchanged)
+{
+    const QJsonObject sent = job(ErrorReturningJob);
+    const QJsonDocument failed = OperationJob::exec(&m_connection, QJsonDocument(sent));
+    EXPECT_EQ(failed, errorReturningJob(&m_connection, sent));
+    EXPECT_FALSE(failed.object().contains(JobFormat::Result::ErrorCode));
+    EXPECT_FALSE(failed.object().contains(JobFormat::Result::ErrorMessage));
+
+    QMap<QString, QVariant> config{{Config::Id, QUuid::createUuid()},
+                                   {Config::FileSystem::Path, QStringLiteral("/")}};
+    ASSERT_TRUE(m_connection.setConfig(config));
+    const QJsonObject succeeded =
+        OperationJob::exec(&m_connection, QJsonDocument(job(SucceedingJob))).object();
+    EXPECT_EQ(succeeded.value(JobFormat::Result::Status::Key).toString(), QStringLiteral("Success"));
+    // The function ran on the connection it was given.
+    EXPECT_EQ(QUuid(succeeded.value(QStringLiteral("connection_id")).toString()),
+              config.value(Config::Id).toUuid());
+}
+
+TEST(JobFunctionTable, RegisteredFunctionIsFoundByType)
+{
+    const QString type = QStringLiteral("test_table_lookup");
+    EXPECT_FALSE(OperationJob::JobFunction().contains(type));
+    OperationJob::addJobFunction(type, &succeedingJob);
+    EXPECT_EQ(OperationJob::JobFunction().value(type), &succeedingJob);
+}
+
+} // namespace

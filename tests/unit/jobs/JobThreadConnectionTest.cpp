@@ -1,0 +1,157 @@
+#include "EngineTestOperations.h"
+#include "LogCapture.h"
+#include "TestSupport.h"
+
+#include "connection/IConnection.h"
+#include "engine/JobFormat.h"
+#include "engine/OperationJob.h"
+#include "engine/OperationManager.h"
+#include "info/Config.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QUuid>
+
+using namespace Norvik::Cloud;
+using NorvikTest::LogCapture;
+using NorvikTest::ProbeOperation;
+
+namespace {
+
+const QString MarkerKey = QStringLiteral("marker");
+
+// Writes a file named by the job's "marker" through the connection it was given, so that the
+// test can see which root, and so which configuration, the connection has.
+QJsonDocument writeMarker(Api::IConnection* connection, const QJsonObject& job)
+{
+    connection->upload(QString(), job.value(MarkerKey).toString(), {}, QByteArray("m"), QUuid());
+    QJsonObject result = job;
+    result.insert(JobFormat::Result::Status::Key, JobFormat::Result::Status::Value::Success);
+    result.insert(QStringLiteral("connection_id"), connection->id().toString());
+    return QJsonDocument(result);
+}
+
+// One job thread and one task thread, so that consecutive jobs meet the same connection.
+class JobThreadConnection : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        // The probe operation's jobs have the type "probe".
+        OperationJob::addJobFunction(QStringLiteral("probe"), &writeMarker);
+        OperationManager::setThreadCount(1);
+        OperationManager::instance();
+    }
+
+    void SetUp() override
+    {
+        m_rootA = NorvikTest::scratchDir(QStringLiteral("root-a"));
+        m_rootB = NorvikTest::scratchDir(QStringLiteral("root-b"));
+    }
+
+    static QMap<QString, QVariant> config(const QUuid& cloudId, const QString& root, const QString& marker)
+    {
+        return {{Config::Type, QStringLiteral("FileSystem")},
+                {Config::Id, cloudId},
+                {Config::FileSystem::Path, root},
+                {MarkerKey, marker}};
+    }
+
+    // Runs one operation to its end and returns its last result.
+    static QSharedPointer<ProbeOperation> run(const QMap<QString, QVariant>& configuration)
+    {
+        QSharedPointer<ProbeOperation> operation(new ProbeOperation(configuration));
+        EXPECT_TRUE(OperationManager::instance().registerOperation(operation));
+        operation->exec();
+        EXPECT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+        operation->remove();
+        return operation;
+    }
+
+    int connectionsMade() const { return m_log.count({QStringLiteral("Create cloud API...")}); }
+
+    static bool has(const QString& root, const QString& marker)
+    {
+        return QFile::exists(QDir(root).filePath(marker));
+    }
+
+    LogCapture m_log;
+    QString m_rootA;
+    QString m_rootB;
+};
+
+TEST_F(JobThreadConnection, ConnectionIsKeptWhileTheCloudIdStays)
+{
+    const QUuid first = QUuid::createUuid();
+    const QUuid second = QUuid::createUuid();
+
+    auto operation = run(config(first, m_rootA, QStringLiteral("m1")));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    EXPECT_EQ(QUuid(operation->lastResult().value(QStringLiteral("connection_id")).toString()), first);
+    EXPECT_TRUE(has(m_rootA, QStringLiteral("m1")));
+    EXPECT_EQ(connectionsMade(), 1);
+
+    // Same id, other root: the connection is reused without a look at the rest of the map.
+    operation = run(config(first, m_rootB, QStringLiteral("m2")));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    EXPECT_TRUE(has(m_rootA, QStringLiteral("m2")));
+    EXPECT_FALSE(has(m_rootB, QStringLiteral("m2")));
+    EXPECT_EQ(connectionsMade(), 1);
+
+    // A new id makes a new connection from the new configuration.
+    operation = run(config(second, m_rootB, QStringLiteral("m3")));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    EXPECT_EQ(QUuid(operation->lastResult().value(QStringLiteral("connection_id")).toString()), second);
+    EXPECT_TRUE(has(m_rootB, QStringLiteral("m3")));
+    EXPECT_FALSE(has(m_rootA, QStringLiteral("m3")));
+    EXPECT_EQ(connectionsMade(), 2);
+    EXPECT_EQ(m_log.count({QStringLiteral("Do exec...")}), 3);
+}
+
+TEST_F(JobThreadConnection, RefusedConfigurationComesBackAsAFailureWithCodeZero)
+{
+    const QUuid kept = QUuid::createUuid();
+    EXPECT_EQ(run(config(kept, m_rootA, QStringLiteral("before")))->state(), IOperation::StateComplete);
+    const int before = connectionsMade();
+
+    // An unknown type: the held connection is dropped, and no new one can be made.
+    QMap<QString, QVariant> unknownType = config(QUuid::createUuid(), m_rootA, QStringLiteral("never"));
+    unknownType.insert(Config::Type, QStringLiteral("NoSuchCloud"));
+    auto operation = run(unknownType);
+    EXPECT_EQ(operation->state(), IOperation::StateError);
+    EXPECT_EQ(operation->errorCode(), 0);
+    EXPECT_TRUE(operation->errorMessage().isEmpty());
+    EXPECT_FALSE(operation->lastResult().contains(JobFormat::Result::Status::Key));
+    EXPECT_FALSE(has(m_rootA, QStringLiteral("never")));
+
+    // Without "CloudId" no connection is made either.
+    QMap<QString, QVariant> noId = config(QUuid(), m_rootA, QStringLiteral("never2"));
+    noId.remove(Config::Id);
+    operation = run(noId);
+    EXPECT_EQ(operation->state(), IOperation::StateError);
+    EXPECT_EQ(operation->errorCode(), 0);
+    EXPECT_FALSE(has(m_rootA, QStringLiteral("never2")));
+
+    // The job thread lives on; the earlier id needs a new connection now.
+    operation = run(config(kept, m_rootB, QStringLiteral("after")));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    EXPECT_TRUE(has(m_rootB, QStringLiteral("after")));
+    EXPECT_EQ(connectionsMade(), before + 3);
+    EXPECT_EQ(m_log.count({QStringLiteral("OperationJob: stopped:")}), 0);
+}
+
+TEST_F(JobThreadConnection, ConnectionFailureReachesTheClientAsItsCode)
+{
+    // The file system storage refuses paths that lead out of its root.
+    const auto operation = run(config(QUuid::createUuid(), m_rootA, QStringLiteral("../outside")));
+    EXPECT_EQ(operation->state(), IOperation::StateError);
+    EXPECT_EQ(operation->errorCode(), OperationJob::ErrorInvalidRequest);
+    EXPECT_FALSE(operation->errorMessage().isEmpty());
+    EXPECT_EQ(operation->lastResult().value(JobFormat::Result::Status::Key).toString(),
+              QStringLiteral("Error"));
+    EXPECT_FALSE(QFile::exists(QDir(m_rootA).filePath(QStringLiteral("../outside"))));
+}
+
+} // namespace
