@@ -23,7 +23,7 @@ const char* const Description = R"(A client of the Norvik cloud storage library.
 The storage is either a local folder (--local ROOT, the default being ./norvik-storage) or
 any storage described by a JSON configuration file (--config FILE): an object with the
 library's configuration keys, for example
-  {"CloudType": "AmazonS3Like", "Endpoint": "http://127.0.0.1:8080", "AccessKey": "...",
+  {"CloudType": "S3Compatible", "Endpoint": "http://127.0.0.1:8080", "AccessKey": "...",
    "SecretKey": "...", "Region": "us-east-1", "ContainerName": "bucket", "Signature": "V4"}
 
 Commands:

@@ -8,6 +8,7 @@
 #include <NorvikNetwork/Retry.h>
 
 #include <QBuffer>
+#include <QFileDevice>
 #include <QIODevice>
 
 #include <curl/curl.h>
@@ -16,6 +17,7 @@
 #include <curlpp/Infos.hpp>
 #include <curlpp/Options.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <system_error>
 
@@ -25,6 +27,24 @@ using Network::ClientCurl;
 using Network::Utility::Retry;
 
 namespace {
+
+
+// A failed attempt may have written further than the answer that finally succeeded (an error
+// document longer than a small object). Those bytes would stay behind the object in the
+// caller's file or buffer, so they are cut off, but never below the size the device had
+// before the request: what the caller stored there stays.
+void dropStaleTail(QIODevice* device, qint64 initialSize, qint64 furthest)
+{
+    if (!device || !device->isOpen())
+        return;
+    const qint64 keep = std::max(device->pos(), initialSize);
+    if (keep >= furthest || device->size() <= keep)
+        return;
+    if (auto* buffer = qobject_cast<QBuffer*>(device))
+        buffer->buffer().truncate(static_cast<int>(keep));
+    else if (auto* file = qobject_cast<QFileDevice*>(device))
+        file->resize(keep);
+}
 
 struct Counters
 {
@@ -316,9 +336,13 @@ CloudHttp::CloudHttpPrivate::Response CloudHttp::CloudHttpPrivate::perform(Reque
 
     // The caller finds its device where it was after every failed attempt: an upload is read
     // again from the start, a download overwrites what the failed attempt wrote.
+    qint64 furthest = position;
+    const qint64 initialSize = device && device->isOpen() && !device->isSequential() ? device->size() : 0;
     const auto restoreDevice = [&]() {
-        if (device && device->isOpen() && device->pos() != position)
+        if (device && device->isOpen() && device->pos() != position) {
+            furthest = std::max(furthest, device->pos());
             device->seek(position);
+        }
     };
 
     Retry retry(QStringLiteral("CloudHttpPrivate"), 0, 0);
@@ -355,8 +379,11 @@ CloudHttp::CloudHttpPrivate::Response CloudHttp::CloudHttpPrivate::perform(Reque
             const long status = curlpp::infos::ResponseCode::get(*request);
             NorvikDebug("NKC").debug() << "status:" << status << traceData;
             const HeaderMap parsedHeaders = responseHeaders(headerData);
-            if (isSuccess(type, status))
+            if (isSuccess(type, status)) {
+                if (download)
+                    dropStaleTail(device, initialSize, furthest);
                 return qMakePair(bodyData, parsedHeaders);
+            }
 
             const QByteArray errorBody = download ? readBackErrorBody(device, mode, position) : bodyData;
             exceptionFactory(headers, parsedHeaders, static_cast<int>(status), errorBody);

@@ -29,9 +29,16 @@ using HeaderMap = CloudAmazonS3LikePrivate::HeaderMap;
 const QByteArray DefaultContentType = QByteArrayLiteral("binary/octet-stream");
 
 // Object paths reach the verbs with exactly the leading "/" that the application's paths have.
+// A path that names no object is refused: on the wire it would address the bucket itself, and
+// a delete or an upload there must never happen by mistake.
 QString objectPath(const QString& path)
 {
-    return path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path;
+    const QString key = path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path;
+    if (key == QLatin1String("/"))
+        throw Exception::InvalidArgument(
+            QByteArray(), QCoreApplication::translate("CloudAmazonS3Like", "The object path is empty"),
+            QStringLiteral("path"));
+    return key;
 }
 
 QString withoutLeadingSlash(QString text)
@@ -309,6 +316,9 @@ void CloudAmazonS3Like::setHeader(const QString&, const QString&, const QMap<QBy
 QString CloudAmazonS3Like::signUrl(const QString& bucket, const QString& path, bool useSsl,
                                    const QDateTime& expires)
 {
+    // No URL for a path that names no object.
+    if (path.isEmpty() || path == QLatin1String("/"))
+        return QString();
     return d->signUrl(bucket, objectPath(path), useSsl, expires);
 }
 

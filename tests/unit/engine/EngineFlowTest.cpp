@@ -265,3 +265,13 @@ TEST_F(EngineFlow, SecondExecServesTheOperationTwice)
     EXPECT_TRUE(NorvikTest::waitFor([&] { return holder->servingThreads().size() == 2 && started == 2; }));
     removeAndRelease({holder});
 }
+
+TEST_F(EngineFlow, SecondInitLeavesTheRunningEngineAlone)
+{
+    EXPECT_FALSE(OperationManager::instance().init());
+    const QSharedPointer<ProbeOperation> operation = registered<ProbeOperation>();
+    operation->exec();
+    EXPECT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+    EXPECT_EQ(operation->execResultCount(), 1);
+    operation->remove();
+}

@@ -11,6 +11,7 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QTemporaryFile>
 
 #include <gmock/gmock.h>
 
@@ -576,6 +577,46 @@ TEST_F(Transport, ResetInMidBodyIsRetriedAndTheRetryOverwritesThePartialData)
     EXPECT_EQ(server.connectionCount(), 2);
     EXPECT_EQ(counts.begun(), 2u);
     EXPECT_EQ(counts.failed(), 1u);
+}
+
+TEST_F(Transport, RetriedGetLeavesNoBytesOfALongerFailedAttempt)
+{
+    // A retried error document longer than the object that finally arrives must not stay
+    // behind the object, in a buffer or in a file.
+    const QByteArray longError(5000, 'E');
+    const QByteArray object("tiny object");
+    server.setHandler([&](const Server::Request& request) {
+        return request.connection == 1 ? answer(500, longError) : answer(200, object);
+    });
+    HeaderMap headers;
+    QByteArray stored;
+    QBuffer buffer(&stored);
+    buffer.open(QIODevice::ReadWrite);
+    probe.get(url(), headers, &buffer, QUuid());
+    EXPECT_EQ(stored, object);
+
+    server.setHandler([&](const Server::Request& request) {
+        return request.connection == 3 ? answer(500, longError) : answer(200, object);
+    });
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    file.write("keep:");
+    probe.get(url(), headers, &file, QUuid());
+    file.flush();
+    EXPECT_EQ(file.size(), 5 + object.size());
+    file.seek(0);
+    EXPECT_EQ(file.readAll(), "keep:" + object);
+
+    // Data the caller had beyond the write position is not ours to cut.
+    QByteArray prefilled(10000, 'P');
+    QBuffer full(&prefilled);
+    full.open(QIODevice::ReadWrite);
+    server.setHandler([&](const Server::Request& request) {
+        return request.connection == 5 ? answer(500, longError) : answer(200, object);
+    });
+    probe.get(url(), headers, &full, QUuid());
+    EXPECT_EQ(prefilled.size(), 10000);
+    EXPECT_TRUE(prefilled.startsWith(object));
 }
 
 TEST_F(Transport, LibcurlFailuresBecomeTheirExceptions)

@@ -1,0 +1,383 @@
+// The S3 request layer: where a request goes (endpoint, path style, region prefixes), the
+// region of a bucket found at configuration time, and the configuration of the connection.
+
+#include "s3/CloudAmazonS3Like.h"
+#include "s3/CloudAmazonS3LikePrivate.h"
+#include "s3/CloudAmazonS3Private.h"
+
+#include "connection/CloudFactory.h"
+#include "connection/Exception.h"
+#include "info/Config.h"
+
+#include "S3TestConfig.h"
+#include "ScriptedHttpServer.h"
+#include "TestSupport.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace {
+
+using Norvik::Cloud::Type;
+using Norvik::Cloud::Api::CloudAmazonS3Like;
+using Norvik::Cloud::Api::CloudAmazonS3LikePrivate;
+using Norvik::Cloud::Api::CloudAmazonS3Private;
+using Norvik::Cloud::Api::CloudFactory;
+using Server = NorvikTest::ScriptedHttpServer;
+using HeaderMap = CloudAmazonS3LikePrivate::HeaderMap;
+using Signature = CloudAmazonS3LikePrivate::Signature;
+namespace Exception = Norvik::Cloud::Api::Exception;
+namespace Info = Norvik::Cloud::Info;
+namespace Keys = Norvik::Cloud::Config::AmazonS3Like;
+
+constexpr Signature V2 = Info::AmazonS3Like::V2;
+constexpr Signature V4 = Info::AmazonS3Like::V4;
+
+// --- Where requests go ----------------------------------------------------------------------
+
+struct Route
+{
+    const char* name;
+    Type type;
+    bool pathStyleField;
+    Signature signature;
+    const char* endpoint;
+    const char* region;
+    bool accelerate;
+    const char* bucket;
+    bool useRegion;
+    // The URL that a GET of "/dir/key" goes to, and the host that is signed.
+    const char* url;
+    const char* host;
+};
+
+void PrintTo(const Route& route, std::ostream* out)
+{
+    *out << route.name;
+}
+
+std::unique_ptr<CloudAmazonS3LikePrivate> privateFor(const Route& route)
+{
+    std::unique_ptr<CloudAmazonS3LikePrivate> s3;
+    if (route.type == Type::AmazonS3) {
+        auto amazon = std::make_unique<CloudAmazonS3Private>(route.type);
+        amazon->setUseAccelerate(route.accelerate);
+        s3 = std::move(amazon);
+    } else {
+        s3 = std::make_unique<CloudAmazonS3LikePrivate>(route.type);
+    }
+    EXPECT_TRUE(
+        s3->setConfig({{Keys::AccessKey, "key"}, {Keys::SecretKey, "secret"}, {Keys::Region, route.region}}));
+    s3->setSignature(route.signature);
+    s3->setUsePathStyle(route.pathStyleField);
+    s3->setEndpoint(QUrl(QString::fromLatin1(route.endpoint)));
+    return s3;
+}
+
+class RequestRoute : public ::testing::TestWithParam<Route>
+{
+};
+
+TEST_P(RequestRoute, GoesToTheUrlAndSignsTheHostOfTheRow)
+{
+    const Route& route = GetParam();
+    const auto s3 = privateFor(route);
+    HeaderMap headers;
+    const auto request =
+        s3->signature(CloudAmazonS3LikePrivate::GET, QString::fromLatin1(route.bucket),
+                      QStringLiteral("/dir/key"), QUrlQuery(), headers, route.useRegion, nullptr, 0);
+    EXPECT_EQ(request.first.toString(QUrl::FullyEncoded), QString::fromLatin1(route.url));
+    EXPECT_EQ(headers.value("Host"), QByteArray(route.host));
+}
+
+// clang-format off
+// A service without regions keeps the configured address as it is: port, path and all.
+INSTANTIATE_TEST_SUITE_P(ServiceWithoutRegions, RequestRoute, ::testing::Values(
+    Route{"PathStyleV2KeepsPortAndPath", Type::AmazonS3Like, true, V2, "http://127.0.0.1:9000/gateway/", "us-east-1",
+          false, "bucket", true, "http://127.0.0.1:9000/gateway/bucket/dir/key", "127.0.0.1"},
+    Route{"PathStyleV4KeepsThePortButTheAbsoluteResourceReplacesThePath", Type::AmazonS3Like, true, V4,
+          "http://127.0.0.1:9000/gateway/", "us-east-1", false, "bucket", true,
+          "http://127.0.0.1:9000/bucket/dir/key", "127.0.0.1"},
+    Route{"VirtualHostLosesThePort", Type::AmazonS3Like, false, V4, "http://storage.example:9000/", "us-east-1",
+          false, "bucket", true, "http://bucket.storage.example/dir/key", "bucket.storage.example"},
+    Route{"VirtualHostV2", Type::AmazonS3Like, false, V2, "https://storage.example/", "us-east-1",
+          false, "bucket", false, "https://bucket.storage.example/dir/key", "bucket.storage.example"},
+    Route{"NoBucketIsTheEndpointItself", Type::AmazonS3Like, true, V4, "http://127.0.0.1:9000/", "us-east-1",
+          false, "", true, "http://127.0.0.1:9000/dir/key", "127.0.0.1"}));
+
+// A service with regions (Alibaba's descriptor) builds its hosts from the region prefixes.
+INSTANTIATE_TEST_SUITE_P(ServiceWithRegions, RequestRoute, ::testing::Values(
+    Route{"VirtualHostInTheConfiguredRegion", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "bucket", true,
+          "https://bucket.oss-eu-central-1.aliyuncs.com/dir/key", "bucket.oss-eu-central-1.aliyuncs.com"},
+    Route{"VirtualHostInTheDefaultRegion", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "bucket", false,
+          "https://bucket.oss-cn-hangzhou.aliyuncs.com/dir/key", "bucket.oss-cn-hangzhou.aliyuncs.com"},
+    Route{"UpperCaseBucketGoesIntoTheResourceWithV4", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "Bucket", true,
+          "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"},
+    Route{"UpperCaseBucketGoesIntoTheEndpointWithV2", Type::AlibabaCloud, false, V2, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "Bucket", true,
+          "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"},
+    Route{"PathStyleWithoutRegionIgnoresTheConfiguredOne", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "Bucket", false,
+          "https://s3.aliyuncs.com/Bucket/dir/key", "s3.aliyuncs.com"},
+    Route{"BucketListInTheRegion", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
+          "oss-eu-central-1", false, "", true, "https://oss-eu-central-1.aliyuncs.com/dir/key",
+          "oss-eu-central-1.aliyuncs.com"}));
+
+// Amazon S3 chooses its hosts itself: region prefixes with V4 only, acceleration, and path
+// style for names that cannot be host labels.
+INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
+    Route{"RegionPrefixWithV4", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2", false,
+          "bucket", true, "https://bucket.s3.us-west-2.amazonaws.com/dir/key", "bucket.s3.us-west-2.amazonaws.com"},
+    Route{"NoRegionPrefixWithV2", Type::AmazonS3, false, V2, "https://amazonaws.com/", "us-west-2", false,
+          "bucket", true, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
+    Route{"NoRegionPrefixBeforeTheRegionIsKnown", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2",
+          false, "bucket", false, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
+    Route{"AcceleratedWithV4", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2", true,
+          "bucket", true, "https://bucket.s3-accelerate.amazonaws.com/dir/key", "bucket.s3-accelerate.amazonaws.com"},
+    Route{"AccelerationNeedsV4", Type::AmazonS3, false, V2, "https://amazonaws.com/", "us-west-2", true,
+          "bucket", true, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
+    Route{"UnknownRegion", Type::AmazonS3, false, V4, "https://amazonaws.com/", "xx-nowhere-9", false,
+          "bucket", true, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
+    Route{"DigitFirstNamesStayVirtualHosts", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2",
+          false, "1bucket", true, "https://1bucket.s3.us-west-2.amazonaws.com/dir/key",
+          "1bucket.s3.us-west-2.amazonaws.com"},
+    Route{"UpperCaseBucketIsPathStyleWithoutAcceleration", Type::AmazonS3, false, V4, "https://amazonaws.com/",
+          "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"},
+    Route{"UpperCaseBucketWithV2", Type::AmazonS3, false, V2, "https://amazonaws.com/", "us-west-2", false,
+          "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
+// clang-format on
+
+TEST(PathStyle, NamesThatCannotBeHostLabelsGoIntoThePath)
+{
+    CloudAmazonS3LikePrivate s3(Type::AmazonS3Like);
+    s3.setUsePathStyle(false);
+    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("bucket")));
+    EXPECT_FALSE(s3.usePathStyle(QString()));
+    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("my.bucket")));
+    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("1bucket")));
+    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("123")));
+    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket.")));
+    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("myBucket")));
+
+    // With the field set every bucket goes into the path, but an empty one still does not.
+    s3.setUsePathStyle(true);
+    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket")));
+    EXPECT_FALSE(s3.usePathStyle(QString()));
+
+    // Amazon S3 only tests the case.
+    CloudAmazonS3Private amazon;
+    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("1bucket")));
+    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("bucket.")));
+    EXPECT_TRUE(amazon.usePathStyle(QStringLiteral("myBucket")));
+}
+
+// --- Connections made by type ---------------------------------------------------------------
+
+TEST(CompatibleServices, EachTypeIsMadeWithItsDescriptor)
+{
+    const QList<QPair<QString, Type>> services = {
+        {Norvik::Cloud::Name::AmazonS3Like, Type::AmazonS3Like},
+        {Norvik::Cloud::Name::Scality, Type::Scality},
+        {Norvik::Cloud::Name::DreamObjects, Type::DreamObjects},
+        {Norvik::Cloud::Name::Cloudian, Type::Cloudian},
+        {Norvik::Cloud::Name::ThinkOn, Type::ThinkOn},
+        {Norvik::Cloud::Name::Aruba, Type::Aruba},
+        {Norvik::Cloud::Name::Tiscali, Type::Tiscali},
+        {Norvik::Cloud::Name::Seeweb, Type::Seeweb},
+        {Norvik::Cloud::Name::CenturyLink, Type::CenturyLink},
+        {Norvik::Cloud::Name::Minio, Type::Minio},
+        {Norvik::Cloud::Name::Dunkel, Type::Dunkel},
+        {Norvik::Cloud::Name::Connectria, Type::Connectria},
+        {Norvik::Cloud::Name::HostEurope, Type::HostEurope},
+        {Norvik::Cloud::Name::GreenQloud, Type::GreenQloud},
+        {Norvik::Cloud::Name::Constant, Type::Constant},
+        {Norvik::Cloud::Name::Webzilla, Type::Webzilla},
+        {Norvik::Cloud::Name::Verizon, Type::Verizon},
+    };
+    for (const auto& service : services) {
+        auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")),
+                                           QStringLiteral("V2"), QString(), service.first);
+        std::unique_ptr<Norvik::Cloud::Api::IConnection> connection(CloudFactory::create(config));
+        ASSERT_TRUE(connection) << service.first.toStdString();
+        EXPECT_EQ(connection->type(), service.second) << service.first.toStdString();
+        EXPECT_TRUE(dynamic_cast<CloudAmazonS3Like*>(connection.get())) << service.first.toStdString();
+    }
+}
+
+// Exposes the private half of a connection to the test.
+class InspectableS3 : public CloudAmazonS3Like
+{
+public:
+    using CloudAmazonS3Like::CloudAmazonS3Like;
+    CloudAmazonS3LikePrivate& priv() { return *d; }
+};
+
+TEST(CompatibleServices, MinioSignsWithVersion4AndKeepsTheBucketInThePath)
+{
+    auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")), QString());
+    config.remove(Keys::Signature::Key);
+    InspectableS3 minio(Type::Minio);
+    ASSERT_TRUE(minio.setConfig(config));
+    EXPECT_EQ(minio.priv().signature(), V4);
+    EXPECT_TRUE(minio.priv().usePathStyle(QStringLiteral("bucket")));
+
+    // A plain S3 service without the key signs with version 2.
+    InspectableS3 plain(Type::Scality);
+    ASSERT_TRUE(plain.setConfig(config));
+    EXPECT_EQ(plain.priv().signature(), V2);
+}
+
+TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
+{
+    const auto complete =
+        NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")), QStringLiteral("V4"));
+    CloudAmazonS3Like s3(Type::Scality);
+    EXPECT_FALSE(s3.setConfig({}));
+    for (const QString& key : {Keys::AccessKey, Keys::SecretKey, Norvik::Cloud::Config::Id}) {
+        auto config = complete;
+        config.remove(key);
+        EXPECT_FALSE(s3.setConfig(config)) << key.toStdString();
+    }
+    // Scality has no public host: an endpoint is needed. DreamObjects has one.
+    auto withoutEndpoint = complete;
+    withoutEndpoint.remove(Norvik::Cloud::Api::Config::Http::Endpoint);
+    EXPECT_FALSE(s3.setConfig(withoutEndpoint));
+    CloudAmazonS3Like dreamObjects(Type::DreamObjects);
+    ASSERT_TRUE(dreamObjects.setConfig(withoutEndpoint));
+    EXPECT_EQ(dreamObjects.endpoint(), QUrl(QStringLiteral("http://objects-us-east-1.dream.io/")));
+
+    // Plain HTTP unless asked otherwise, whatever scheme the address had.
+    auto https = complete;
+    https.insert(Norvik::Cloud::Api::Config::Http::Endpoint, QUrl(QStringLiteral("https://127.0.0.1:9000/")));
+    ASSERT_TRUE(s3.setConfig(https));
+    EXPECT_EQ(s3.endpoint().scheme(), "http");
+}
+
+// --- The region of a bucket -----------------------------------------------------------------
+
+class BucketRegion : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(server.start()) << server.errorString().toStdString();
+        ASSERT_TRUE(s3.setConfig(
+            NorvikTest::s3Config(server.url(), QStringLiteral("V4"), QStringLiteral("eu-west-3"))));
+    }
+
+    void answer(int status, const QByteArray& body, const QByteArray& regionHeader = QByteArray())
+    {
+        server.setHandler([=](const Server::Request&) {
+            Server::Response response = Server::Response::make(status, body);
+            if (!regionHeader.isEmpty())
+                response.withHeader("x-amz-bucket-region", regionHeader);
+            return response;
+        });
+    }
+
+    static QByteArray location(const QByteArray& text)
+    {
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+               "<LocationConstraint xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\">" +
+               text + "</LocationConstraint>";
+    }
+
+    Server server;
+    CloudAmazonS3Like s3{Type::AmazonS3Like};
+};
+
+TEST_F(BucketRegion, IsAskedOfTheLocationInTheDefaultRegion)
+{
+    answer(200, location("ap-south-1"));
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "ap-south-1");
+    ASSERT_EQ(server.requestCount(), 1);
+    const Server::Request request = server.requests().at(0);
+    EXPECT_EQ(request.method, "GET");
+    EXPECT_EQ(request.target, "/bucket/?location=");
+    // The configured region may be the wrong one: the request is signed for the default.
+    EXPECT_THAT(request.header("Authorization").toStdString(),
+                ::testing::HasSubstr("/us-east-1/s3/aws4_request"));
+}
+
+TEST_F(BucketRegion, EmptyAndLegacyNamesAreTranslated)
+{
+    answer(200, location(""));
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "us-east-1");
+    answer(200, "<LocationConstraint/>");
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "us-east-1");
+    answer(200, location("EU"));
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "eu-west-1");
+}
+
+TEST_F(BucketRegion, IsTakenFromTheRefusalsThatNameIt)
+{
+    answer(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>wrong region</Message>"
+                "<Region>eu-north-1</Region></Error>");
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "eu-north-1");
+
+    answer(
+        307,
+        "<Error><Code>TemporaryRedirect</Code><Endpoint>bucket.s3.sa-east-1.amazonaws.com</Endpoint></Error>",
+        "sa-east-1");
+    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "sa-east-1");
+
+    // A redirect that does not say the region leaves as it came.
+    answer(307, "<Error><Code>TemporaryRedirect</Code><Endpoint>bucket.s3.sa-east-1.amazonaws.com</"
+                "Endpoint></Error>");
+    EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::TemporaryRedirect);
+    answer(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>no region</Message></Error>");
+    EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::Operation);
+}
+
+TEST_F(BucketRegion, AnUnreadableAnswerIsInvalidData)
+{
+    answer(200, "not xml at all");
+    try {
+        s3.checkBucketRegion(QStringLiteral("bucket"));
+        FAIL() << "nothing thrown";
+    } catch (const Exception::InvalidData& e) {
+        EXPECT_EQ(e.data(), "not xml at all");
+    }
+}
+
+TEST_F(BucketRegion, ConfigurationCheckStoresTheRegionOnlyWhenVersion4LacksOne)
+{
+    answer(200, location("ap-southeast-2"));
+    auto config = NorvikTest::s3Config(server.url(), QStringLiteral("V4"));
+    s3.checkConfig(QStringLiteral("bucket"), config);
+    EXPECT_EQ(config.value(Keys::Region).toString(), "ap-southeast-2");
+    EXPECT_EQ(server.requestCount(), 1);
+
+    // Afterwards the connection signs for the bucket's region.
+    HeaderMap headers;
+    QByteArray out;
+    answer(200, "object");
+    InspectableS3 checked(Type::AmazonS3Like);
+    ASSERT_TRUE(checked.setConfig(config));
+    checked.priv().get(QStringLiteral("bucket"), QStringLiteral("/k"), QUrlQuery(), headers, true, out);
+    EXPECT_THAT(server.requests().last().header("Authorization").toStdString(),
+                ::testing::HasSubstr("/ap-southeast-2/s3/aws4_request"));
+
+    // A configured region and version 2 ask nothing.
+    server.clearRequests();
+    auto withRegion = NorvikTest::s3Config(server.url(), QStringLiteral("V4"), QStringLiteral("eu-west-3"));
+    s3.checkConfig(QStringLiteral("bucket"), withRegion);
+    EXPECT_EQ(withRegion.value(Keys::Region).toString(), "eu-west-3");
+    CloudAmazonS3Like v2(Type::AmazonS3Like);
+    auto v2Config = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
+    ASSERT_TRUE(v2.setConfig(v2Config));
+    v2.checkConfig(QStringLiteral("bucket"), v2Config);
+    EXPECT_FALSE(v2Config.contains(Keys::Region));
+    EXPECT_EQ(server.requestCount(), 0);
+
+    // A configuration that the connection refuses fails the check.
+    auto broken = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
+    broken.remove(Keys::SecretKey);
+    EXPECT_THROW(v2.checkConfig(QStringLiteral("bucket"), broken), Exception::InvalidArgument);
+}
+
+} // namespace
