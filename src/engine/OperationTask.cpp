@@ -1,5 +1,7 @@
 #include "engine/OperationTask.h"
 
+#include "operations/UploadOnce.h"
+
 #include "engine/Command.h"
 #include "engine/IOperation.h"
 #include "engine/JobFormat.h"
@@ -151,6 +153,14 @@ bool OperationTask::operationResult(const QUuid& operationId, const QJsonDocumen
     }
     operation->resultJob(result);
     return true;
+}
+
+QPair<bool, QString> OperationTask::taskUpload(QSharedPointer<IOperation> operation)
+{
+    if (!qSharedPointerDynamicCast<Operation::UploadOnce>(operation))
+        return qMakePair(false, QStringLiteral("error operation type, is not: ") + OperationType::Upload);
+    operation->changeState(IOperation::StateRunning, QString());
+    return qMakePair(true, QString());
 }
 
 } // namespace Norvik::Cloud

@@ -3,6 +3,9 @@
 #include "engine/EngineThread.h"
 
 #include <QJsonDocument>
+#include <QPair>
+#include <QSharedPointer>
+#include <QString>
 #include <QUuid>
 
 #include <memory>
@@ -17,6 +20,8 @@ namespace Norvik::Cloud {
 // jobs on every pass of its loop, pushes them to the job threads and hands the results it
 // receives under its own id back to the operation. It is released when it sees the operation
 // in state 3 or 4, or gone from the registry.
+class IOperation;
+
 class OperationTask : public EngineThread
 {
 public:
@@ -28,6 +33,9 @@ public:
     // Hands a job's result to the operation; false for a document that is no object or an
     // operation that is gone.
     bool operationResult(const QUuid& operationId, const QJsonDocument& result);
+    // Checks that an operation is a single-shot upload and marks it running. Kept for
+    // callers outside the thread loop; the loop itself does not need it.
+    static QPair<bool, QString> taskUpload(QSharedPointer<IOperation> operation);
 
     void closeSockets() override;
 

@@ -7,6 +7,8 @@
 #include "engine/JobFormat.h"
 #include "engine/OperationJob.h"
 #include "engine/OperationManager.h"
+#include "engine/OperationTask.h"
+#include "operations/UploadEmptyFolder.h"
 #include "info/CloudType.h"
 #include "storage/CloudFileSystem.h"
 #include "streams/MemoryManager.h"
@@ -399,3 +401,23 @@ TEST_F(UploadOnceByHand, JobWhoseBufferIsGoneAnswersWithAnErrorInsteadOfStayingS
 }
 
 } // namespace
+
+TEST(TaskUpload, AcceptsOnlySingleShotUploadsAndMarksThemRunning)
+{
+    QByteArray data("x");
+    QBuffer source(&data);
+    source.open(QIODevice::ReadOnly);
+    const QMap<QString, QVariant> config{{QStringLiteral("CloudType"), QStringLiteral("FileSystem")}};
+    QSharedPointer<IOperation> upload(new Operation::UploadOnce(config, QStringLiteral("/a"), {}, &source));
+    const auto accepted = OperationTask::taskUpload(upload);
+    EXPECT_TRUE(accepted.first);
+    EXPECT_TRUE(accepted.second.isEmpty());
+    EXPECT_TRUE(NorvikTest::waitFor([&] { return upload->state() == IOperation::StateRunning; }, 2000));
+
+    QSharedPointer<IOperation> folder(new Operation::UploadEmptyFolder(config, QStringLiteral("/d/")));
+    const auto refused = OperationTask::taskUpload(folder);
+    EXPECT_FALSE(refused.first);
+    EXPECT_EQ(refused.second, QStringLiteral("error operation type, is not: ") + OperationType::Upload);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(folder->state(), IOperation::StateCreated);
+}
