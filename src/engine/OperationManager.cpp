@@ -273,10 +273,7 @@ QSharedPointer<IOperation> OperationManager::upload(const QMap<QString, QVariant
         logInput("cloudPath", cloudPath);
         return {};
     }
-    QSharedPointer<IOperation> operation(
-        new Operation::UploadOnce(cloudConfig, cloudPath, metadata, device, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::UploadOnce(cloudConfig, cloudPath, metadata, device, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::uploadEmptyFolder(const QMap<QString, QVariant>& cloudConfig,
@@ -289,9 +286,7 @@ QSharedPointer<IOperation> OperationManager::uploadEmptyFolder(const QMap<QStrin
         logInput("cloudPath", cloudPath);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::UploadEmptyFolder(cloudConfig, cloudPath, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::UploadEmptyFolder(cloudConfig, cloudPath, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::checkConfig(const QMap<QString, QVariant>& cloudConfig)
@@ -302,9 +297,7 @@ QSharedPointer<IOperation> OperationManager::checkConfig(const QMap<QString, QVa
         logInput("cloudConfig", cloudConfig);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::CheckConfig(cloudConfig, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::CheckConfig(cloudConfig, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::listing(const QMap<QString, QVariant>& cloudConfig,
@@ -319,10 +312,7 @@ QSharedPointer<IOperation> OperationManager::listing(const QMap<QString, QVarian
         logInput("marker", marker);
         return {};
     }
-    QSharedPointer<IOperation> operation(
-        new Operation::Listing(cloudConfig, prefix, marker, delimiter, maxCount, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::Listing(cloudConfig, prefix, marker, delimiter, maxCount, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::listContainers(const QMap<QString, QVariant>& cloudConfig)
@@ -333,9 +323,7 @@ QSharedPointer<IOperation> OperationManager::listContainers(const QMap<QString, 
         logInput("cloudConfig", cloudConfig);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::ListContainers(cloudConfig, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::ListContainers(cloudConfig, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::createContainer(const QMap<QString, QVariant>& cloudConfig,
@@ -348,9 +336,7 @@ QSharedPointer<IOperation> OperationManager::createContainer(const QMap<QString,
         logInput("paramsObject", params);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::CreateContainer(cloudConfig, params, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::CreateContainer(cloudConfig, params, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::deleteOnce(const QMap<QString, QVariant>& cloudConfig,
@@ -363,9 +349,7 @@ QSharedPointer<IOperation> OperationManager::deleteOnce(const QMap<QString, QVar
         logInput("cloudObject", cloudObject);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::DeleteOnce(cloudConfig, cloudObject, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::DeleteOnce(cloudConfig, cloudObject, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::multipleDelete(const QMap<QString, QVariant>& cloudConfig,
@@ -378,9 +362,7 @@ QSharedPointer<IOperation> OperationManager::multipleDelete(const QMap<QString, 
         logInput("cloudObjects", cloudObjects);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::MultipleDelete(cloudConfig, cloudObjects, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::MultipleDelete(cloudConfig, cloudObjects, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::signUrl(const QMap<QString, QVariant>& cloudConfig,
@@ -396,9 +378,7 @@ QSharedPointer<IOperation> OperationManager::signUrl(const QMap<QString, QVarian
         logInput("path", path);
         return {};
     }
-    QSharedPointer<IOperation> operation(new Operation::SignUrl(cloudConfig, path, useSsl, expires, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::SignUrl(cloudConfig, path, useSsl, expires, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::uploadMultipart(const QMap<QString, QVariant>& cloudConfig,
@@ -415,10 +395,8 @@ QSharedPointer<IOperation> OperationManager::uploadMultipart(const QMap<QString,
                                    << ":" << cloudPath;
         return {};
     }
-    QSharedPointer<IOperation> operation(
+    return adopt(
         new Operation::UploadMultipart(cloudConfig, cloudPath, metadata, device, uploadInfo, nullptr));
-    registerOperation(operation);
-    return operation;
 }
 
 QSharedPointer<IOperation> OperationManager::download2Stream(const QMap<QString, QVariant>& cloudConfig,
@@ -433,10 +411,7 @@ QSharedPointer<IOperation> OperationManager::download2Stream(const QMap<QString,
                                    << ":" << cloudPath;
         return {};
     }
-    QSharedPointer<IOperation> operation(
-        new Operation::Download2Stream(cloudConfig, cloudPath, device, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::Download2Stream(cloudConfig, cloudPath, device, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::downloadBlob(const QMap<QString, QVariant>& cloudConfig,
@@ -452,10 +427,7 @@ QSharedPointer<IOperation> OperationManager::downloadBlob(const QMap<QString, QV
                                    << ":" << cloudPath;
         return {};
     }
-    QSharedPointer<IOperation> operation(
-        new Operation::DownloadBlob(cloudConfig, cloudPath, position, size, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::DownloadBlob(cloudConfig, cloudPath, position, size, nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::downloadBlob2Stream(const QMap<QString, QVariant>& cloudConfig,
@@ -471,10 +443,14 @@ QSharedPointer<IOperation> OperationManager::downloadBlob2Stream(const QMap<QStr
                                    << ":" << cloudPath;
         return {};
     }
-    QSharedPointer<IOperation> operation(
-        new Operation::DownloadBlob2Stream(cloudConfig, cloudPath, position, size, device, nullptr));
-    registerOperation(operation);
-    return operation;
+    return adopt(new Operation::DownloadBlob2Stream(cloudConfig, cloudPath, position, size, device, nullptr));
+}
+
+QSharedPointer<IOperation> OperationManager::adopt(IOperation* operation)
+{
+    QSharedPointer<IOperation> shared(operation);
+    registerOperation(shared);
+    return shared;
 }
 
 } // namespace Norvik::Cloud

@@ -130,6 +130,8 @@ private:
     OperationManager& operator=(const OperationManager&) = delete;
 
     void stopForgotten();
+    // Wraps a newly made operation and enters it in the registry.
+    QSharedPointer<IOperation> adopt(IOperation* operation);
     void commandStopThread();
     void joinThread();
 
