@@ -1,6 +1,13 @@
 # Install rules and the CMake package so that an application can find_package(NorvikCloud).
 include(CMakePackageConfigHelpers)
 
+# Applications link Norvik::Cloud (and, if they need them, Norvik::Core, ::Network, ::Streams).
+set_target_properties(norvikCore PROPERTIES EXPORT_NAME Core)
+set_target_properties(norvikStreams PROPERTIES EXPORT_NAME Streams)
+set_target_properties(norvikNetwork PROPERTIES EXPORT_NAME Network)
+set_target_properties(norvikCloud PROPERTIES EXPORT_NAME Cloud)
+set_target_properties(norvik_compile_options PROPERTIES EXPORT_NAME CompileOptions)
+
 install(TARGETS norvik_compile_options norvikCore norvikStreams norvikNetwork norvikCloud
     EXPORT NorvikCloudTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
