@@ -23,28 +23,8 @@ class ErrorDocument
 {
 public:
     explicit ErrorDocument(const QByteArray& body)
+        : m_elements(CloudAmazonS3LikePrivate::errorElements(body))
     {
-        // A missing object answers a HEAD with no body at all: nothing to parse, nothing to log.
-        if (body.isEmpty())
-            return;
-        const Error::Amazon::AmazonErrorResponseParser parser(body);
-        if (!parser.isValid()) {
-            QString message;
-            if (!QDomDocument().setContent(body, &message)) {
-                NorvikDebug("NKC").warning() << "Error on parce error message content:" << message;
-                NorvikDebug("NKC").debug() << body;
-            }
-            return;
-        }
-        m_elements = parser.other();
-        const QPair<const char*, QString> named[] = {{"Code", parser.code()},
-                                                     {"Message", parser.message()},
-                                                     {"Resource", parser.resource()},
-                                                     {"RequestId", parser.requestId()}};
-        for (const auto& element : named) {
-            if (!element.second.isEmpty())
-                m_elements.insert(QString::fromLatin1(element.first), element.second);
-        }
     }
 
     bool isEmpty() const { return m_elements.isEmpty(); }
@@ -72,6 +52,33 @@ QString tableText(const char* code)
 }
 
 } // namespace
+
+QMap<QString, QString> CloudAmazonS3LikePrivate::errorElements(const QByteArray& body)
+{
+    QMap<QString, QString> elements;
+    // A missing object answers a HEAD with no body at all: nothing to parse, nothing to log.
+    if (body.isEmpty())
+        return elements;
+    const Error::Amazon::AmazonErrorResponseParser parser(body);
+    if (!parser.isValid()) {
+        QString message;
+        if (!QDomDocument().setContent(body, &message)) {
+            NorvikDebug("NKC").warning() << "Error on parce error message content:" << message;
+            NorvikDebug("NKC").debug() << body;
+        }
+        return elements;
+    }
+    elements = parser.other();
+    const QPair<const char*, QString> named[] = {{"Code", parser.code()},
+                                                 {"Message", parser.message()},
+                                                 {"Resource", parser.resource()},
+                                                 {"RequestId", parser.requestId()}};
+    for (const auto& element : named) {
+        if (!element.second.isEmpty())
+            elements.insert(QString::fromLatin1(element.first), element.second);
+    }
+    return elements;
+}
 
 void CloudAmazonS3LikePrivate::exceptionFactory(const HeaderMap& requestHeaders,
                                                 const HeaderMap& responseHeaders, int status,

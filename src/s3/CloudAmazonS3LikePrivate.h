@@ -125,6 +125,10 @@ public:
     virtual void exceptionServiceUnavailable(const HeaderMap& requestHeaders,
                                              const HeaderMap& responseHeaders, int status,
                                              const QByteArray& body);
+    // What the delegates read from an error answer: the children of an "Error" document by
+    // name ("Code", "Message", "Resource" and "RequestId" only when not empty). Empty for an
+    // empty body or one that is not such a document.
+    static QMap<QString, QString> errorElements(const QByteArray& body);
 
     virtual QString userAgent() const;
     // The base URL of a request on bucket: path style or virtual host, region prefixes.

@@ -1,0 +1,131 @@
+// Error answers of S3 services reach the exception mapping as they come, from the service or
+// from a proxy in front of it. Reading them must never crash, and what is read must be what the
+// document says: the children of "Error" by name, the four named ones only when they carry text.
+// (The document reader underneath, AmazonErrorResponseParser, is also run by fuzz_cloud_error.)
+#include "s3/CloudAmazonS3LikePrivate.h"
+#include "s3/S3ErrorDescription.h"
+
+#include <NorvikCore/NorvikDebug.h>
+
+#include <QDomDocument>
+#include <QDomElement>
+#include <QXmlStreamWriter>
+
+#include <cstdio>
+#include <cstdlib>
+
+using Norvik::Cloud::Api::CloudAmazonS3LikePrivate;
+namespace Description = Norvik::Cloud::Info::ErrorDescription;
+
+namespace {
+
+// A property that does not hold is a crash of the target, which names the line of the check.
+void checkAt(bool condition, int line)
+{
+    if (!condition) {
+        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
+        std::abort();
+    }
+}
+#define check(condition) checkAt((condition), __LINE__)
+
+bool isNamed(const QString& name)
+{
+    return name == QLatin1String("Code") || name == QLatin1String("Message") ||
+           name == QLatin1String("Resource") || name == QLatin1String("RequestId");
+}
+
+// A value that an XML writer and reader carry unchanged: not only white space (which the
+// document reader drops), no carriage return (which readers may normalise), and only
+// characters that XML 1.0 allows, surrogates in pairs.
+bool survivesXml(const QString& value)
+{
+    if (value.trimmed().isEmpty())
+        return false;
+    for (int i = 0; i < value.size(); ++i) {
+        const QChar c = value.at(i);
+        if (c.isHighSurrogate() && i + 1 < value.size() && value.at(i + 1).isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        if (c.isSurrogate() || c == QLatin1Char('\r') || c.unicode() == 0xFFFE || c.unicode() == 0xFFFF)
+            return false;
+        if (c.unicode() < 0x20 && c != QLatin1Char('\t') && c != QLatin1Char('\n'))
+            return false;
+    }
+    return true;
+}
+
+// The elements written back as an error document, in the form that services send.
+QByteArray errorDocument(const QMap<QString, QString>& elements)
+{
+    QByteArray out;
+    QXmlStreamWriter writer(&out);
+    writer.writeStartDocument();
+    writer.writeStartElement(QStringLiteral("Error"));
+    for (auto it = elements.cbegin(); it != elements.cend(); ++it)
+        writer.writeTextElement(it.key(), it.value());
+    writer.writeEndElement();
+    writer.writeEndDocument();
+    return out;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const QByteArray body(reinterpret_cast<const char*>(data), static_cast<int>(size));
+    const QMap<QString, QString> elements = CloudAmazonS3LikePrivate::errorElements(body);
+
+    // Read apart from the parser: only an "Error" document gives elements.
+    QDomDocument document;
+    const bool isXml = !body.isEmpty() && document.setContent(body);
+    const bool isError = isXml && document.documentElement().tagName() == QLatin1String("Error");
+    if (!isError) {
+        check(elements.isEmpty());
+        return 0;
+    }
+
+    // Every element name that was read is a child of the root, and every child of the root
+    // was read unless it is one of the four named ones without text.
+    const QDomElement root = document.documentElement();
+    int children = 0;
+    for (QDomElement child = root.firstChildElement(); !child.isNull(); child = child.nextSiblingElement()) {
+        ++children;
+        const QString name = child.tagName();
+        check(!name.isEmpty());
+        // A later element of the same name wins.
+        if (child.nextSiblingElement(name).isNull()) {
+            if (isNamed(name) && child.text().isEmpty())
+                check(!elements.contains(name));
+            else
+                check(elements.value(name) == child.text() && elements.contains(name));
+        }
+    }
+    check(elements.size() <= children);
+    for (auto it = elements.cbegin(); it != elements.cend(); ++it) {
+        check(!it.key().isEmpty());
+        check(!root.firstChildElement(it.key()).isNull());
+        if (isNamed(it.key()))
+            check(!it.value().isEmpty());
+    }
+
+    // The text that a user is shown is never empty, whatever the service sent.
+    check(!Description::checkErrorMessage(Description::AmazonS3Like(), elements.value(QStringLiteral("Code")),
+                                          elements.value(QStringLiteral("Message")))
+               .isEmpty());
+
+    // The same elements, written as a service writes them, read back the same.
+    bool plain = true;
+    for (const QString& value : elements)
+        plain = plain && survivesXml(value);
+    if (plain)
+        check(CloudAmazonS3LikePrivate::errorElements(errorDocument(elements)) == elements);
+    return 0;
+}
