@@ -70,8 +70,13 @@ bool CloudPrivateFactory::loadCustomCloudPlugin()
 
     QPluginLoader loader(path);
     // The plug-in resolves its own symbols first, so that private copies of libraries it
-    // carries do not bind to the application's.
+    // carries do not bind to the application's. AddressSanitizer cannot follow such a library
+    // (RTLD_DEEPBIND bypasses its interceptors), so sanitizer builds load it plainly.
+#if defined(__SANITIZE_ADDRESS__)
+    loader.setLoadHints(QLibrary::LoadHints());
+#else
     loader.setLoadHints(QLibrary::DeepBindHint);
+#endif
     QObject* const root = loader.instance();
     if (!root) {
         const QString message = QStringLiteral("%1 %2").arg(tr("Error on load Custom Cloud plugin, message:"),

@@ -173,7 +173,9 @@ public:
 class PermissionError : public Operation
 {
 public:
-    enum Type
+    // A fixed underlying type: a service may report a capability not listed here, and that
+    // value must survive as it is.
+    enum Type : int
     {
         ReadAndList = 0, // listing buckets, reading files, signing URLs
         Write = 1,       // creating buckets, starting uploads, getting upload URLs
