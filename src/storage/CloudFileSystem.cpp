@@ -9,6 +9,7 @@
 #include "storage/ListingObjectFileSystem.h"
 #include "storage/MultipartUpload.h"
 
+#include <NorvikCore/Hash.h>
 #include <NorvikCore/NorvikDebug.h>
 #include <NorvikCore/Preallocate.h>
 #include <NorvikNetwork/Bandwidth.h>
@@ -17,7 +18,6 @@
 
 #include <QBuffer>
 #include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -169,7 +169,7 @@ enum class CopyFailure
 // that fails, or one that can be seen to have ended early, stops the copy; a sequential source
 // with nothing to read yet is waited for.
 CopyFailure appendStream(QIODevice& source, QFile& file, qint64 size, const QUuid& operationId,
-                         QCryptographicHash* hash, QString& message)
+                         Norvik::Core::Hash::Digest* hash, QString& message)
 {
     QByteArray buffer;
     qint64 written = 0;
@@ -195,7 +195,7 @@ CopyFailure appendStream(QIODevice& source, QFile& file, qint64 size, const QUui
             return CopyFailure::Write;
         }
         if (hash)
-            hash->addData(buffer.constData(), static_cast<int>(got));
+            hash->addData(buffer.constData(), got);
         ProgressReporter::update(QUuid(), 0, got);
         ProgressReporter::update(operationId, 0, got);
         written += got;
@@ -587,7 +587,7 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
         throw operationError(message);
     }
 
-    QCryptographicHash tag(QCryptographicHash::Md5);
+    Norvik::Core::Hash::Digest tag(Norvik::Core::Hash::Algorithm::Md5);
     QString message;
     const bool placed = file.seek(static_cast<qint64>(entry.first));
     if (!placed)
