@@ -125,14 +125,17 @@ CONFORMANCE_CASE(MultipartRoundTrip, [](const Capabilities& c) { return c.multip
 {
     const int part = static_cast<int>(caps().partSize);
     const QByteArray data = NorvikTest::randomBytes(2 * part + 12345, 3);
-    QBuffer device;
-    device.setData(data);
-    device.open(QIODevice::ReadOnly);
-    const auto upload = uploadMultipart(path("engine.bin"), &device);
-    ASSERT_TRUE(run(upload));
-    // The id that would let a client continue the upload later.
-    EXPECT_FALSE(upload->multipartUploadInfo().isEmpty());
-    EXPECT_EQ(sha256(get("engine.bin")), sha256(data));
+    // A short last part, and a source that ends exactly on a part boundary.
+    for (const int size : {data.size(), 2 * part}) {
+        QBuffer device;
+        device.setData(data.left(size));
+        device.open(QIODevice::ReadOnly);
+        const auto upload = uploadMultipart(path("engine.bin"), &device);
+        ASSERT_TRUE(run(upload));
+        // The id that would let a client continue the upload later.
+        EXPECT_FALSE(upload->multipartUploadInfo().isEmpty());
+        EXPECT_EQ(sha256(get("engine.bin")), sha256(data.left(size))) << size;
+    }
 
     // Through the connection: out of order where parts may travel in parallel.
     const QList<quint64> order = caps().parallelParts ? QList<quint64>{3, 1, 2} : QList<quint64>{1, 2, 3};
@@ -441,8 +444,12 @@ CONFORMANCE_CASE(WrongCredentialsAreRefused, [](const Capabilities& c) { return 
     QBuffer device;
     device.setData("refused");
     device.open(QIODevice::ReadOnly);
+    QBuffer parts;
+    parts.setData("refused");
+    parts.open(QIODevice::ReadOnly);
     const QList<QSharedPointer<IOperation>> refused{
         manager().upload(wrong, path("refused.bin"), {}, &device),
+        manager().uploadMultipart(wrong, path("refused-parts.bin"), {}, &parts, {}),
         manager().listing(wrong, prefix(), QString(), QString(), 10),
     };
     for (const auto& operation : refused) {

@@ -7,8 +7,7 @@
 #include "info/CloudType.h"
 #include "info/Config.h"
 
-#include "TestSupport.h"
-
+#include <QTemporaryDir>
 #include <QUuid>
 
 namespace {
@@ -18,10 +17,12 @@ namespace Config = Norvik::Cloud::Config;
 [[maybe_unused]] const bool added = Conformance::addRow({
     QStringLiteral("fs"),
     [] {
+        // Of this run alone, removed at its end.
+        static const QTemporaryDir root;
         return Conformance::ConfigMap{
             {Config::Type, Norvik::Cloud::Name::FileSystem},
             {Config::Id, QUuid::createUuid()},
-            {Config::FileSystem::Path, NorvikTest::scratchDir(QStringLiteral("fs-root"))},
+            {Config::FileSystem::Path, root.path()},
         };
     },
     nullptr,
