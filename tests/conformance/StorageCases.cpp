@@ -98,6 +98,8 @@ QByteArray plainGet(const QString& url)
 CONFORMANCE_CASE(SingleShotRoundTrip, always)
 {
     const QByteArray data = NorvikTest::randomBytes(300 * KiB + 7, 1);
+    // A shorter object replaces a longer one whole.
+    ASSERT_TRUE(put("engine.bin", data + data));
     ASSERT_TRUE(put("engine.bin", data));
     EXPECT_EQ(sha256(get("engine.bin")), sha256(data));
 
@@ -155,9 +157,11 @@ CONFORMANCE_CASE(ContinuesByUploadIdSendingOnlyMissingParts,
 {
     const int part = static_cast<int>(caps().partSize);
     const QByteArray data = NorvikTest::randomBytes(2 * part + 100, 4);
-    // An earlier run got as far as the first part.
+    // An earlier run got as far as the second part, which has changed in the source since.
     const QByteArray id = connection().beginMultipartUpload(container(), path("continued.bin"), {});
     connection().uploadMultipart(container(), path("continued.bin"), id, 1, data.left(part), QUuid());
+    const QByteArray stale = NorvikTest::randomBytes(part, 40);
+    connection().uploadMultipart(container(), path("continued.bin"), id, 2, stale, QUuid());
 
     // The engine says so for each part that it takes from the listing instead of sending it.
     QAtomicInt kept = 0;
