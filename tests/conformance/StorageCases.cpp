@@ -348,13 +348,21 @@ CONFORMANCE_CASE(MetadataRoundTrip, [](const Capabilities& c) { return !c.keptMe
     }
 }
 
-CONFORMANCE_CASE(NamesWithBlanksUnicodeAndUrlCharacters, always)
+CONFORMANCE_CASE(NamesWithBlanksUnicodeAndReservedCharacters, always)
 {
     const QStringList odd{
-        "a blank.bin",     QString::fromUtf8("ünïcödé 名前.bin"),
-        "hash#tag.bin",    "question?mark.bin",
-        "per%41cent%.bin", "plus+sign.bin",
+        "a blank.bin",
+        QString::fromUtf8("ünïcödé 名前.bin"),
+        "hash#tag.bin",
+        "question?mark.bin",
+        "per%41cent%.bin",
+        "plus+sign.bin",
         "and&more.bin",
+        // What signing and URLs treat apart, and blanks at both ends.
+        "semi;colon,comma=equals.bin",
+        "star*bang!(paren)'quote'~.bin",
+        "at@dollar$colon:.bin",
+        " lead and trail .bin ",
     };
     for (const QString& name : odd)
         ASSERT_TRUE(put(name, name.toUtf8()));
