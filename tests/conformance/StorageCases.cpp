@@ -93,8 +93,6 @@ QByteArray plainGet(const QString& url)
     return body;
 }
 
-} // namespace
-
 CONFORMANCE_CASE(SingleShotRoundTrip, always)
 {
     const QByteArray data = NorvikTest::randomBytes(300 * KiB + 7, 1);
@@ -504,3 +502,5 @@ CONFORMANCE_CASE(ContainersAreRefusedWithoutThem, [](const Capabilities& c) { re
         EXPECT_EQ(operation->errorCode(), UnsupportedCode) << operation->type().toStdString();
     }
 }
+
+} // namespace
