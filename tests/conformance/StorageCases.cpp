@@ -448,6 +448,15 @@ CONFORMANCE_CASE(FiftyOperationsAtOnce, always)
     }
 }
 
+CONFORMANCE_CASE(ConfigurationCheckPasses, always)
+{
+    const auto check = manager().checkConfig(config());
+    ASSERT_TRUE(run(check));
+    // What the storage may have added (a region, say) comes on top of the configuration.
+    for (auto it = config().cbegin(); it != config().cend(); ++it)
+        EXPECT_TRUE(check->cloudConfig().contains(it.key())) << it.key().toStdString();
+}
+
 CONFORMANCE_CASE(WrongCredentialsAreRefused, [](const Capabilities& c) { return c.checksCredentials; })
 {
     ASSERT_TRUE(put("anchor", "anchor"));
