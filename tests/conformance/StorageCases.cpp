@@ -446,6 +446,16 @@ CONFORMANCE_CASE(FiftyOperationsAtOnce, always)
             << downloads.at(i)->errorMessage().toStdString();
         EXPECT_EQ(sha256(devices[i]->data()), sha256(contents.at(i))) << i;
     }
+
+    // And gone at once: the anchor keeps the prefix's folder.
+    ASSERT_TRUE(put("anchor", "anchor"));
+    QList<QSharedPointer<IOperation>> deletes;
+    for (const Entry& entry : list("many/", "", 1000))
+        deletes << manager().deleteOnce(config(), entry.record);
+    ASSERT_TRUE(runAll(deletes));
+    for (const auto& deletion : deletes)
+        EXPECT_EQ(deletion->state(), IOperation::StateComplete) << deletion->errorMessage().toStdString();
+    EXPECT_EQ(names(list("", "", 1000)), QStringList{"anchor"});
 }
 
 CONFORMANCE_CASE(ConfigurationCheckPasses, always)
