@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """A TCP proxy on 127.0.0.1 that breaks connections on purpose.
 
-    fault_proxy.py --target 127.0.0.1:8080 [--port 0] [--mode reset|stall|pass]
-                   [--direction down|up] [--after BYTES] [--connections K] [--port-file F]
+    fault_proxy.py --target 127.0.0.1:8080 [--port 0] [--mode reset|close|stall|pass]
+                   [--direction down|up] [--after BYTES] [--connections K] [--seconds S] [--port-file F]
 
-Forwards every connection to the target. The first K connections (all when K is -1) are broken
+Forwards every connection to the target. The first K connections (all when K is -1), and with
+--seconds only those accepted within S seconds of the start, are broken
 once BYTES bytes have passed in the chosen direction (down: server to client, up: client to
-server): "reset" closes both sides with a TCP reset, "stall" stops forwarding and keeps the
-connection open, "pass" never breaks anything. Prints the port it listens on (and writes it to
+server): "reset" closes both sides with a TCP reset, "close" closes them in order (the peer sees
+a short answer), "stall" stops forwarding and keeps the connection open, "pass" never breaks
+anything. Prints the port it listens on (and writes it to
 --port-file) once it accepts connections. Stops on SIGTERM or when its parent closes stdin.
 """
 import argparse
@@ -18,15 +20,17 @@ import socket
 import struct
 import sys
 import threading
+import time
 
 def parse():
     p = argparse.ArgumentParser()
     p.add_argument("--target", required=True)
     p.add_argument("--port", type=int, default=0)
-    p.add_argument("--mode", choices=["reset", "stall", "pass"], default="reset")
+    p.add_argument("--mode", choices=["reset", "close", "stall", "pass"], default="reset")
     p.add_argument("--direction", choices=["down", "up"], default="down")
     p.add_argument("--after", type=int, default=0)
     p.add_argument("--connections", type=int, default=1)
+    p.add_argument("--seconds", type=float, default=-1)
     p.add_argument("--port-file")
     return p.parse_args()
 
@@ -64,6 +68,8 @@ def serve(client, target, faulty, args, stop):
                         reset(client)
                         reset(server)
                         return
+                    if args.mode == "close":
+                        return
                     if args.mode == "stall":
                         broken = True
                         continue
@@ -100,12 +106,15 @@ def main():
     # Ends with its parent: a test that dies leaves no proxy behind.
     threading.Thread(target=lambda: (sys.stdin.read(), stop.set()), daemon=True).start()
     count = 0
+    started = time.monotonic()
     while not stop.is_set():
         readable, _, _ = select.select([listener], [], [], 0.2)
         if not readable:
             continue
         client, _ = listener.accept()
         faulty = args.mode != "pass" and (args.connections < 0 or count < args.connections)
+        if args.seconds >= 0 and time.monotonic() - started > args.seconds:
+            faulty = False
         count += 1
         threading.Thread(target=serve, args=(client, target, faulty, args, stop), daemon=True).start()
     listener.close()
