@@ -7,8 +7,8 @@
 #include <NorvikCore/NorvikDebug.h>
 
 // Connection classes, one include each.
-#include "s3/CloudAmazonS3Like.h"
 #include "azure/CloudAzureBlob.h"
+#include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
 
 namespace Norvik::Cloud::Api {
