@@ -101,7 +101,7 @@ ListingObjectAzureBlob::ListingObjectAzureBlob(const QString& prefix)
 
 ListingObjectAzureBlob::ListingObjectAzureBlob(const QUrl& url, quint64 size, const HeaderMap& headers)
 {
-    setName(url.toString());
+    setName(url.path(QUrl::FullyDecoded));
     setSize(size);
     if (headers.contains("etag"))
         setEtag(headers.value("ETag"));
@@ -113,7 +113,7 @@ ListingObjectAzureBlob::ListingObjectAzureBlob(const QUrl& url, quint64 size, co
 
 ListingObjectAzureBlob::ListingObjectAzureBlob(const QUrl& url, const HeaderMap& headers)
 {
-    setName(url.toString());
+    setName(url.path(QUrl::FullyDecoded));
     setSize(0);
     setEtag(headers.value("etag"));
     const QDateTime date = parseDate(QString::fromUtf8(headers.value("last-modified")));

@@ -59,6 +59,15 @@ QByteArray md5OfPart(QIODevice& device, qint64 size)
     return digest.result();
 }
 
+// The URL that names an uploaded object in its record: the path as it was given, whatever
+// characters a URL would have to encode.
+QUrl pathUrl(const QString& path)
+{
+    QUrl url;
+    url.setPath(path);
+    return url;
+}
+
 bool isAccepted(const Exception::Operation& e)
 {
     return e.code() == 202;
@@ -214,7 +223,7 @@ QJsonObject CloudAzureBlob::upload(const QString& container, const QString& path
     const auto response =
         d->put(container, objectPath(path), QUrlQuery(), headers, device, size, operationId);
     setBlobTier(container, path, d->storageClass());
-    return ListingObjectAzureBlob(QUrl(path), quint64(size), response.second).json();
+    return ListingObjectAzureBlob(pathUrl(path), quint64(size), response.second).json();
 }
 
 void CloudAzureBlob::download(const QString& container, const QString& path, QIODevice& out,
@@ -338,7 +347,7 @@ QJsonObject CloudAzureBlob::endMultipartUpload(const QString& container, const Q
                headers, document);
     AzureBlobMultipartFileMetaData::instance().remove(uploadId);
     setBlobTier(container, path, d->storageClass());
-    return ListingObjectAzureBlob(QUrl(path), response.second).json();
+    return ListingObjectAzureBlob(pathUrl(path), response.second).json();
 }
 
 void CloudAzureBlob::abortMultipartUpload(const QString&, const QString&, const QByteArray&) {}
