@@ -73,6 +73,11 @@ struct Row
     int wrongCredentialsCode = 0;
     QStringList keptMetadata;
     QList<ServerLimit> limits;
+    // The code of a multipart upload with spoilt credentials, where it differs: when beginning
+    // sends no request, the refused part is the upload's only and last result, and the last
+    // result closes the operation without copying its code (deliberately, as UploadMultipart
+    // says). -1: wrongCredentialsCode.
+    int wrongCredentialsMultipartCode = -1;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.
