@@ -42,8 +42,8 @@ struct Capabilities
     quint64 partSize = 0;
     // The row gives a wrong-credentials variant and the server checks credentials.
     bool checksCredentials = false;
-    // A truncated listing with a delimiter can be continued from its marker.
-    bool pagesWithDelimiter = true;
+    // A truncated listing can be continued from its marker.
+    bool pagedListings = true;
     // A range of the first byte alone brings that byte.
     bool firstByteRange = true;
     // Keys of the metadata map that survive a round trip.
