@@ -3,6 +3,7 @@
 #include "connection/CloudFileMetaData.h"
 
 #include <QPair>
+#include <QUrl>
 
 namespace Norvik::Cloud::Api {
 
@@ -30,8 +31,10 @@ BackBlazeMetaData::HeaderMap BackBlazeMetaData::header(const HeaderMap& headers,
     HeaderMap result = headers;
     for (const auto& key : infoKeys()) {
         const auto value = metaData.constFind(key.first);
+        // The service reads info values percent-encoded ("+" would be a blank), and encryption
+        // headers hold such characters.
         if (value != metaData.cend())
-            result.insert(key.second, value->toString().toUtf8());
+            result.insert(key.second, QUrl::toPercentEncoding(value->toString()));
     }
     const auto contentType = metaData.constFind(CloudFileMetaData::ContentType);
     if (contentType != metaData.cend())
@@ -56,11 +59,17 @@ QMap<QString, QVariant> BackBlazeMetaData::fromHeader(const HeaderMap& headers)
     for (auto it = headers.cbegin(); it != headers.cend(); ++it) {
         const QByteArray name = it.key().toLower();
         QString key = QString::fromUtf8(name);
+        bool info = false;
         for (const auto& known : infoKeys()) {
-            if (name == known.second.toLower())
+            // A large file's "fileInfo" keys come back behind the same prefix: "X-Bz-Info-Info-...".
+            const QByteArray single = known.second.toLower();
+            if (name == single || name == "x-bz-info-" + single.mid(5)) {
                 key = known.first;
+                info = true;
+            }
         }
-        metaData.insert(key, QString::fromUtf8(it.value()));
+        const QByteArray value = it.value();
+        metaData.insert(key, info ? QUrl::fromPercentEncoding(value) : QString::fromUtf8(value));
     }
     return metaData;
 }

@@ -20,11 +20,14 @@ public:
     static const QByteArray RealSizeHeader;         // "X-Bz-Info-realsize"
     static const QByteArray EncryptionHeaderHeader; // "X-Bz-Info-encrinfo"
 
-    // headers with the metadata headers added.
+    // headers with the metadata headers added; info values percent-encoded, as the service
+    // reads them.
     static HeaderMap header(const HeaderMap& headers, const QMap<QString, QVariant>& metaData);
     // The "fileInfo" of a large file; the content type travels apart.
     static QJsonObject fileInfo(const QMap<QString, QVariant>& metaData);
-    // The three info headers under their metadata keys, every other header under its own name.
+    // The three info headers (of a single upload, or a large file's "fileInfo" keys behind
+    // the same prefix) under their metadata keys and percent-decoded; every other header under
+    // its own name.
     static QMap<QString, QVariant> fromHeader(const HeaderMap& headers);
 };
 

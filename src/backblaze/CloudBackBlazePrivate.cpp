@@ -137,7 +137,8 @@ bool CloudBackBlazePrivate::authorizeAccount(const QString&)
     m_capabilities.clear();
     try {
         HeaderMap headers = header();
-        headers.insert("Authorization", "Basic " + QByteArray(m_accountId + ':' + m_applicationKey).toBase64());
+        headers.insert("Authorization",
+                       "Basic " + QByteArray(m_accountId + ':' + m_applicationKey).toBase64());
         QByteArray body;
         get(resolved(endpoint(), AuthorizeAccountPath), headers, body, QUuid());
 

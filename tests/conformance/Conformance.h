@@ -71,6 +71,9 @@ struct Row
     int wrongCredentialsCode = 0;
     QStringList keptMetadata;
     QList<ServerLimit> limits;
+    // The container string of the container made under that name, for a connection whose
+    // container strings are not plain names; null: the name itself.
+    std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.
