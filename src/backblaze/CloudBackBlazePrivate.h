@@ -85,6 +85,11 @@ public:
     const QUrl& apiUrl() const { return m_apiUrl; }
     const QUrl& downloadUrl() const { return m_downloadUrl; }
 
+    // The work of exceptionForbidden() and exceptionBadRequest(): both always throw. An
+    // unknown code becomes an Operation failure with the service's message.
+    [[noreturn]] static void throwForbidden(int status, const QByteArray& body);
+    [[noreturn]] static void throwBadRequest(int status, const QByteArray& body);
+
     // The JSON object of an answer, or InvalidData with label and the body logged.
     static QJsonObject answerObject(const QByteArray& body, const char* label = "On parce content data");
 
