@@ -7,9 +7,9 @@
 #include <NorvikCore/NorvikDebug.h>
 
 // Connection classes, one include each.
+#include "backblaze/CloudBackBlaze.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
-#include "backblaze/CloudBackBlaze.h"
 
 namespace Norvik::Cloud::Api {
 

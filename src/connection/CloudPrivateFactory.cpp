@@ -12,9 +12,9 @@
 #include <QPluginLoader>
 
 // Built-in private classes, one include each.
+#include "backblaze/CloudBackBlazePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
-#include "backblaze/CloudBackBlazePrivate.h"
 
 namespace Norvik::Cloud::Api {
 
