@@ -24,6 +24,7 @@ import io
 import itertools
 import json
 import mimetypes
+import re
 import secrets
 import sys
 import threading
@@ -168,12 +169,12 @@ class State:
         if key.name_prefix_or_none and name is not None and not name.startswith(key.name_prefix_or_none):
             raise ApiError(401, 'unauthorized', 'key restricted to a name prefix')
 
-    def new_upload(self, kind, sim_result, owner_id):
+    def new_upload(self, kind, sim_result, owner_id, base):
         tok = '4_' + secrets.token_urlsafe(24)
         path = '/b2api/v1/b2_upload_%s/%s/%s' % (kind, owner_id, secrets.token_hex(6))
         self.uploads[tok] = dict(kind=kind, sim_url=sim_result['uploadUrl'], path=path,
                                  issued=time.time(), expired=False)
-        return self.base + path, tok
+        return base + path, tok
 
     def file_sim(self, file_id):
         bucket_id = self.sim.file_id_to_bucket_id.get(file_id)
@@ -267,6 +268,10 @@ class Handler(BaseHTTPRequestHandler):
             sys.stderr.write('b2sim: ' + fmt % args + '\n')
 
     # ---- plumbing
+    def _base(self):
+        host = self.headers.get('Host')
+        return 'http://' + host if host else self.st.base
+
     def _body(self, limit=None):
         n = self.headers.get('Content-Length')
         if n is None:
@@ -432,7 +437,10 @@ class Handler(BaseHTTPRequestHandler):
             raise ApiError(401, 'unauthorized', '')
         st.issued[r['authorizationToken']] = time.time()
         r['recommendedPartSize'] = r['absoluteMinimumPartSize'] = st.min_part
-        r['s3ApiUrl'] = st.base + '/s3-not-implemented'
+        # The hosts handed out are the one the client reached, so that a client behind a proxy
+        # stays behind it for every later call, as it would with the service's own hosts.
+        r['apiUrl'] = r['downloadUrl'] = self._base()
+        r['s3ApiUrl'] = self._base() + '/s3-not-implemented'
         return r
 
     def op_b2_create_bucket(self, p):
@@ -471,7 +479,7 @@ class Handler(BaseHTTPRequestHandler):
         tok = st.account_token(self.headers)
         b = st.bucket(p.get('bucketId'))
         r = st.sim.get_upload_url(st.base, tok, b.bucket_id)
-        url, utok = st.new_upload('file', r, b.bucket_id)
+        url, utok = st.new_upload('file', r, b.bucket_id, self._base())
         return dict(bucketId=b.bucket_id, uploadUrl=url, authorizationToken=utok)
 
     def _upload_token(self, path, kind):
@@ -620,7 +628,7 @@ class Handler(BaseHTTPRequestHandler):
         tok = st.account_token(self.headers)
         b, f = self._large(p.get('fileId'))
         r = st.sim.get_upload_part_url(st.base, tok, f.file_id)
-        url, utok = st.new_upload('part', r, f.file_id)
+        url, utok = st.new_upload('part', r, f.file_id, self._base())
         return dict(fileId=f.file_id, uploadUrl=url, authorizationToken=utok)
 
     def op_b2_upload_part(self, path, query):
@@ -717,19 +725,19 @@ class Handler(BaseHTTPRequestHandler):
         headers['Accept-Ranges'] = 'bytes'
         rng = self.headers.get('Range')
         status, body = 200, data
-        if rng:
-            if not rng.startswith('bytes=') or ',' in rng:
-                raise bad('Invalid Range header: %s' % rng)
-            a, _, z = rng[6:].strip().partition('-')
-            try:
-                if a == '':
-                    start, end = max(size - int(z), 0), size - 1
-                else:
-                    start = int(a)
-                    end = min(int(z), size - 1) if z else size - 1
-            except ValueError:
-                raise bad('Invalid Range header: %s' % rng)
-            if start >= size or start > end:
+        # A range that is not of the forms "bytes=A-B", "bytes=A-" or "bytes=-N" is ignored, as
+        # HTTP asks: the whole file is served.
+        m = re.fullmatch(r'bytes=(\d*)-(\d*)', (rng or '').strip())
+        if m and m.group(1) and m.group(2) and int(m.group(2)) < int(m.group(1)):
+            m = None
+        if m and (m.group(1) or m.group(2)):
+            a, z = m.groups()
+            if a == '':
+                start, end = max(size - int(z), 0), size - 1
+            else:
+                start = int(a)
+                end = min(int(z), size - 1) if z else size - 1
+            if start >= size:
                 raise ApiError(416, 'range_not_satisfiable', 'The range is not satisfiable',
                                {'Content-Range': 'bytes */%d' % size})
             status, body = 206, data[start:end + 1]
