@@ -13,7 +13,7 @@
 #
 # Both clients run with their defaults (norvik-cloud: parts above 16 MiB, 8 MiB each, engine
 # defaults; rclone: large files above 200 MiB, 96 MiB parts, 4 at once). Every download is
-# compared with the source. The server is Python on the same machine: its CPU is not counted
+# compared with the source. Each client gets a fresh server. The server is Python on the same machine: its CPU is not counted
 # but competes for the same cores, and it keeps every file in memory, so the rates say more
 # about the clients' relative cost than about the service.
 set -euo pipefail
@@ -45,19 +45,25 @@ cleanup() {
   exit $rc
 }
 trap cleanup EXIT
-ENDPOINT="$("$SERVERS/start-b2.sh" start)" || die "the B2 server could not be started"
-
 WORK="$(mktemp -d "${TMPDIR:-/tmp}/norvik-b2bench.XXXXXX")"
 SRC="$WORK/source.bin"
-BUCKET="bench-$(date +%s)-$$"
-ID="$(/usr/bin/python3 "$REPO/tests/integration/b2/b2sdk_client.py" "$ENDPOINT" $KID $KEY create "$BUCKET")" ||
-  die "cannot create the bucket"
-cat > "$WORK/norvik.json" <<JSON
+
+# A server of its own for each client: the server keeps files in memory, and the first large
+# upload into a fresh process pays for its growth, which must not fall on one client alone.
+fresh_server() {
+  "$SERVERS/start-b2.sh" stop >/dev/null 2>&1
+  ENDPOINT="$("$SERVERS/start-b2.sh" start)" || die "the B2 server could not be started"
+  BUCKET="bench-$(date +%s)-$$"
+  local id
+  id="$(/usr/bin/python3 "$REPO/tests/integration/b2/b2sdk_client.py" "$ENDPOINT" $KID $KEY create "$BUCKET")" ||
+    die "cannot create the bucket"
+  cat > "$WORK/norvik.json" <<JSON
 {"CloudType": "BackBlaze", "CloudId": "bench", "Endpoint": "$ENDPOINT", "UseSsl": false,
- "AccountId": "$KID", "ApplicationKey": "$KEY", "ContainerName": "$BUCKET|$ID"}
+ "AccountId": "$KID", "ApplicationKey": "$KEY", "ContainerName": "$BUCKET|$id"}
 JSON
-export RCLONE_CONFIG_NBENCH_TYPE=b2 RCLONE_CONFIG_NBENCH_ACCOUNT=$KID RCLONE_CONFIG_NBENCH_KEY=$KEY \
-       RCLONE_CONFIG_NBENCH_ENDPOINT="$ENDPOINT"
+  export RCLONE_CONFIG_NBENCH_TYPE=b2 RCLONE_CONFIG_NBENCH_ACCOUNT=$KID RCLONE_CONFIG_NBENCH_KEY=$KEY \
+         RCLONE_CONFIG_NBENCH_ENDPOINT="$ENDPOINT"
+}
 
 log "writing $SIZE_MIB MiB of random data"
 head -c $((SIZE_MIB * 1024 * 1024)) /dev/urandom > "$SRC"
@@ -78,9 +84,11 @@ measure() {
 }
 verify() { cmp -s "$1" "$SRC" || { log "$1 differs from the source"; FAILED=1; }; }
 
+fresh_server
 measure "norvik-cloud upload" "$NORVIK_CLOUD" --config "$WORK/norvik.json" put "$SRC" /norvik.bin
 measure "norvik-cloud download" "$NORVIK_CLOUD" --config "$WORK/norvik.json" get /norvik.bin "$WORK/norvik.out"
 verify "$WORK/norvik.out"; rm -f "$WORK/norvik.out"
+fresh_server
 measure "rclone upload" rclone --config /dev/null copyto "$SRC" "nbench:$BUCKET/rclone.bin"
 measure "rclone download" rclone --config /dev/null copyto "nbench:$BUCKET/rclone.bin" "$WORK/rclone.out"
 verify "$WORK/rclone.out"
