@@ -12,6 +12,7 @@
 #include <QPluginLoader>
 
 // Built-in private classes, one include each.
+#include "azure/CloudAzureBlobPrivate.h"
 #include "backblaze/CloudBackBlazePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
@@ -56,6 +57,11 @@ CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 CloudBackBlazePrivate* CloudPrivateFactory::createBackBlaze()
 {
     return create<CloudBackBlazePrivate>(&ICloudPrivateFactoryPlugin::createBackBlaze);
+}
+
+CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
+{
+    return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

@@ -167,11 +167,11 @@ void DownloadAuto2Stream::retryOrFail(const QJsonObject& result)
     }
     ++m_retries;
     NorvikDebug("NKC").info() << "Operation go to retry:"
-                              << "path:" << m_path << m_retries << "/" << limit;
+                              << "path:" << m_path << m_retries.load() << "/" << limit;
     m_stage = StageRetryDue;
     // Deliberately on the task thread: the wait is short and rare, and the device's position
     // must not move while it lasts.
-    std::this_thread::sleep_for(std::chrono::seconds(2 * m_retries));
+    std::this_thread::sleep_for(std::chrono::seconds(2 * m_retries.load()));
 }
 
 void DownloadAuto2Stream::fail(const QJsonObject& result, const QString& reason)

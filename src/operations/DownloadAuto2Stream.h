@@ -9,6 +9,8 @@
 #include <QUuid>
 #include <QVariant>
 
+#include <atomic>
+
 class QIODevice;
 
 namespace Norvik::Cloud::Operation {
@@ -38,7 +40,8 @@ public:
 
     // The object's metadata map (keys of CloudFileMetaData), after success.
     QMap<QString, QVariant> metaData() const;
-    unsigned int retries() const { return m_retries; }
+    // Tries after the first job; read from any thread.
+    unsigned int retries() const { return m_retries.load(); }
 
 private:
     enum Stage
@@ -66,7 +69,7 @@ private:
     QMap<QString, QVariant> m_metaData;
     QUuid m_streamId;
     int m_stage = StageFirst;
-    unsigned int m_retries = 0;
+    std::atomic<unsigned int> m_retries{0};
 };
 
 } // namespace Norvik::Cloud::Operation

@@ -73,6 +73,11 @@ struct Row
     int wrongCredentialsCode = 0;
     QStringList keptMetadata;
     QList<ServerLimit> limits;
+    // The code of a multipart upload with spoilt credentials, where it differs: when beginning
+    // sends no request, the refused part is the upload's only and last result, and the last
+    // result closes the operation without copying its code (deliberately, as UploadMultipart
+    // says). -1: wrongCredentialsCode.
+    int wrongCredentialsMultipartCode = -1;
     // The container string of the container made under that name, for a connection whose
     // container strings are not plain names; null: the name itself.
     std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;

@@ -19,3 +19,9 @@ FaultProxy::~FaultProxy()
         m_process.waitForFinished(3000);
     }
 }
+
+void FaultProxy::release()
+{
+    m_process.write("pass\n");
+    m_process.waitForBytesWritten(3000);
+}

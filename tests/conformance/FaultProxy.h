@@ -15,6 +15,8 @@ public:
 
     // 0 when the proxy did not start.
     quint16 port() const { return m_port; }
+    // From now on new connections pass unbroken.
+    void release();
 
 private:
     QProcess m_process;

@@ -102,9 +102,16 @@ def main():
     print(bound, flush=True)
 
     stop = threading.Event()
+    released = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stop.set())
-    # Ends with its parent: a test that dies leaves no proxy behind.
-    threading.Thread(target=lambda: (sys.stdin.read(), stop.set()), daemon=True).start()
+
+    def commands():
+        for line in sys.stdin:
+            if line.strip() == "pass":
+                released.set()
+        stop.set()  # ends with its parent: a test that dies leaves no proxy behind
+
+    threading.Thread(target=commands, daemon=True).start()
     count = 0
     started = time.monotonic()
     while not stop.is_set():
@@ -113,7 +120,7 @@ def main():
             continue
         client, _ = listener.accept()
         faulty = args.mode != "pass" and (args.connections < 0 or count < args.connections)
-        if args.seconds >= 0 and time.monotonic() - started > args.seconds:
+        if released.is_set() or (args.seconds >= 0 and time.monotonic() - started > args.seconds):
             faulty = False
         count += 1
         threading.Thread(target=serve, args=(client, target, faulty, args, stop), daemon=True).start()

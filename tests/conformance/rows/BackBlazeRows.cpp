@@ -43,6 +43,7 @@ constexpr int InvalidAuthorizationCode = 9;
     InvalidAuthorizationCode,
     {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions, CloudFileMetaData::EncryptionHeader},
     {},
+    -1,
     // B2 calls need the bucket's id beside its name: the connection's containers are "name|id".
     [](Norvik::Cloud::Api::IConnection& connection, const QString& name) {
         const QJsonArray buckets = dynamic_cast<Norvik::Cloud::Api::ICloud&>(connection).containers().array();
