@@ -78,6 +78,9 @@ struct Row
     // result closes the operation without copying its code (deliberately, as UploadMultipart
     // says). -1: wrongCredentialsCode.
     int wrongCredentialsMultipartCode = -1;
+    // The container string of the container made under that name, for a connection whose
+    // container strings are not plain names; null: the name itself.
+    std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.

@@ -330,16 +330,18 @@ CONFORMANCE_CASE(MetadataRoundTrip, [](const Capabilities& c) { return !c.keptMe
     const QByteArray data = NorvikTest::randomBytes(1000, 6);
     ASSERT_TRUE(put("once.bin", data, sent));
     QStringList objects{"once.bin"};
+    // Two parts: some services (B2) refuse a multipart upload of one part.
+    const QByteArray parts = NorvikTest::randomBytes(static_cast<qsizetype>(caps().partSize) + 1000, 7);
     if (caps().multipart) {
         QBuffer device;
-        device.setData(data);
+        device.setData(parts);
         device.open(QIODevice::ReadOnly);
         ASSERT_TRUE(run(uploadMultipart(path("parts.bin"), &device, sent)));
         objects << "parts.bin";
     }
     for (const QString& object : objects) {
         ConfigMap back;
-        EXPECT_EQ(sha256(get(object, &back)), sha256(data));
+        EXPECT_EQ(sha256(get(object, &back)), sha256(object == QLatin1String("parts.bin") ? parts : data));
         for (const QString& key : caps().keptMetadata)
             EXPECT_EQ(back.value(key).toString(), sent.value(key).toString())
                 << object.toStdString() << ' ' << key.toStdString();
@@ -504,6 +506,7 @@ CONFORMANCE_CASE(ContainersAreMadeAndListed, [](const Capabilities& c) { return 
     ASSERT_TRUE(run(manager().createContainer(config(), row().containerParams(extra))));
     const auto listed = qSharedPointerCast<Operation::ListContainers>(manager().listContainers(config()));
     const bool done = run(listed);
+    const QString extraString = row().containerString ? row().containerString(connection(), extra) : extra;
     try {
         dynamic_cast<Norvik::Cloud::Api::ICloud&>(connection()).removeContainers(extra);
     } catch (const Norvik::Cloud::Api::Exception::NoContent&) {
@@ -514,7 +517,7 @@ CONFORMANCE_CASE(ContainersAreMadeAndListed, [](const Capabilities& c) { return 
     for (const QJsonValue& entry : listed->data())
         containers << entry.toObject().value(QStringLiteral("Name")).toString();
     EXPECT_TRUE(containers.contains(container()));
-    EXPECT_TRUE(containers.contains(extra));
+    EXPECT_TRUE(containers.contains(extraString));
 }
 
 CONFORMANCE_CASE(ContainersAreRefusedWithoutThem, [](const Capabilities& c) { return !c.containers; })
