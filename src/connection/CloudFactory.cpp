@@ -9,6 +9,7 @@
 // Connection classes, one include each.
 #include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
+#include "storage/StorageSftp.h"
 
 namespace Norvik::Cloud::Api {
 
@@ -58,6 +59,7 @@ const QMap<Type, Maker>& makers()
         {Type::Constant, &makeOfType<CloudAmazonS3Like>},
         {Type::Webzilla, &makeOfType<CloudAmazonS3Like>},
         {Type::Verizon, &makeOfType<CloudAmazonS3Like>},
+        {Type::Sftp, &makeOfType<StorageSftp>},
     };
     return table;
 }

@@ -14,6 +14,7 @@
 // Built-in private classes, one include each.
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
+#include "storage/StorageSftpPrivate.h"
 
 namespace Norvik::Cloud::Api {
 
@@ -50,6 +51,11 @@ CloudAmazonS3Private* CloudPrivateFactory::createAmazonS3(Type type)
 CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 {
     return create<CloudAmazonS3LikePrivate>(&ICloudPrivateFactoryPlugin::createAmazonS3Like, type);
+}
+
+StorageSftpPrivate* CloudPrivateFactory::createStorageSftp()
+{
+    return create<StorageSftpPrivate>(&ICloudPrivateFactoryPlugin::createStorageSftp);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

@@ -10,6 +10,7 @@ namespace Norvik::Cloud::Api {
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
 class ICloudPrivateFactoryPlugin;
+class StorageSftpPrivate;
 
 // Makes the hidden implementation objects of the service connections. Normally these are the
 // library's own classes; when Core::GlobalConfig::useCustomCloudPlugin() is set, they all come
@@ -31,6 +32,7 @@ public:
     // Throw Exception::InternalError when the plug-in is in force and cannot be loaded.
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
+    StorageSftpPrivate* createStorageSftp();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.
