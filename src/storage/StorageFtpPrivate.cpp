@@ -13,6 +13,7 @@
 #include <QBuffer>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <curl/curl.h>
@@ -467,7 +468,8 @@ void StorageFtpPrivate::perform(const QUrl& url, QIODevice* read, QIODevice* wri
             NorvikDebug("NKC").warning() << "Exception (device):" << e.message();
             throw;
         } catch (const curlpp::LibcurlRuntimeError& e) {
-            NorvikDebug("NKC").warning() << "Exception (curlpp::LibcurlRuntimeError):" << e.what();
+            NorvikDebug("NKC").warning()
+                << "Exception (curlpp::LibcurlRuntimeError):" << e.what() << "code:" << e.whatCode();
             if (writeRewinds) {
                 onLibcurlRuntimeError(e, retry, retryOnTimeout);
             } else {
@@ -538,9 +540,18 @@ void StorageFtpPrivate::onLibcurlRuntimeError(const curlpp::LibcurlRuntimeError&
     case CURLE_REMOTE_FILE_NOT_FOUND:
         throw Exception::FileNotFound(code, error.what()[0] ? text : QStringLiteral("Remote file not found"),
                                       QString());
-    case CURLE_SSH:
-        throw Exception::ClientRuntimeError(
-            code, error.what()[0] ? text : QStringLiteral("Error from the SSH layer"));
+    case CURLE_REMOTE_ACCESS_DENIED:
+        throw Exception::ClientRuntimeError(code, text);
+    case CURLE_SSH: {
+        const QString message = error.what()[0] ? text : QStringLiteral("Error from the SSH layer");
+        // "(status/-31)" is the server's own answer to a request, which will not change; any
+        // other failure of the SSH layer is the connection's (dropped mid-transfer) and is
+        // tried again on a new one.
+        static const QRegularExpression serverAnswer(QStringLiteral("\\(\\d+/-31\\)"));
+        if (serverAnswer.match(text).hasMatch() || checkRetry(retry))
+            throw Exception::ClientRuntimeError(code, message);
+        return;
+    }
     default:
         NorvikDebug("NKC").warning() << "Unknown CURL exception: code:" << code << "message:" << text;
         if (checkRetry(retry))
