@@ -141,7 +141,8 @@ private:
         }
         if (count == 0)
             return 0;
-        m_folders.insert(url, qMakePair(count, true));
+        // A folder that was just listed exists: nobody waits for it.
+        m_folders.insert(url, qMakePair(count, false));
         return 1;
     }
 
@@ -181,7 +182,29 @@ bool hasEntries(const QByteArray& listing, const QString& path)
 
 } // namespace
 
-StorageFtpPrivate::StorageFtpPrivate() = default;
+namespace {
+
+void cleanupShare(void* share)
+{
+    curl_share_cleanup(static_cast<CURLSH*>(share));
+}
+
+CURLSH* connectionShare()
+{
+    CURLSH* share = curl_share_init();
+    if (share)
+        curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    return share;
+}
+
+} // namespace
+
+// The handles of one object share their connections, so that a signed-in session serves the
+// next request too: an SSH handshake and sign-in cost more than most requests.
+StorageFtpPrivate::StorageFtpPrivate()
+    : m_share(connectionShare(), &cleanupShare)
+{
+}
 
 StorageFtpPrivate::~StorageFtpPrivate() = default;
 
@@ -230,6 +253,8 @@ QSharedPointer<curlpp::Easy> StorageFtpPrivate::createRequest(const QUrl& url, Q
                                            tr("The given address server or path's format is not supported"));
     request->setOpt(curlpp::options::Port(port()));
     request->setOpt(curlpp::options::ForbidReuse(!m_keepAlive));
+    if (m_keepAlive && m_share)
+        curl_easy_setopt(request->getHandle(), CURLOPT_SHARE, m_share.get());
     if (!auth(*request))
         throw Exception::CreateObjectError(QByteArray(), tr("Authentication failure"));
     return request;
@@ -417,9 +442,13 @@ void StorageFtpPrivate::delete_(const QUrl& url, const QString& name)
             quote(parentUrl, {command}, reply, QUuid());
         } catch (const Exception::ClientRuntimeError&) {
             // A folder above that was filled meanwhile stays, and so ends the walk.
-            if (first)
-                throw;
-            return;
+            if (!first)
+                return;
+            // The object itself: a missing one is reported as such.
+            perform(
+                withPath(url, target), nullptr, nullptr, nullptr, QUuid(),
+                [](curlpp::Easy& request) { request.setOpt(curlpp::options::NoBody(true)); }, true);
+            throw;
         }
         if (folder)
             cache.forgetLocked(withPath(url, target));
@@ -541,6 +570,8 @@ void StorageFtpPrivate::onLibcurlRuntimeError(const curlpp::LibcurlRuntimeError&
         throw Exception::FileNotFound(code, error.what()[0] ? text : QStringLiteral("Remote file not found"),
                                       QString());
     case CURLE_REMOTE_ACCESS_DENIED:
+    case CURLE_BAD_DOWNLOAD_RESUME:
+        // The server's answer to this very request: asking again changes nothing.
         throw Exception::ClientRuntimeError(code, text);
     case CURLE_SSH: {
         const QString message = error.what()[0] ? text : QStringLiteral("Error from the SSH layer");

@@ -93,6 +93,8 @@ protected:
     static bool checkRetry(Network::Utility::Retry& retry);
 
 private:
+    // Connections that stay open between the requests of this object (keep alive).
+    std::unique_ptr<void, void (*)(void*)> m_share;
     QString m_path = QStringLiteral("/");
     QString m_user;
     QString m_password;
