@@ -6,6 +6,8 @@
 #include <connection/ListingObject.h>
 #include <engine/OperationConfig.h>
 #include <engine/OperationManager.h>
+#include <info/InfoBase.h>
+#include <info/InfoFactory.h>
 #include <operations/CheckConfig.h>
 #include <operations/Download2Stream.h>
 #include <operations/DownloadBlob2Stream.h>
@@ -53,7 +55,8 @@ int usage(const QString& text)
 
 QJsonObject objectRecord(const QString& cloudPath)
 {
-    return Api::ListingObject(cloudPath, QDateTime(), 0, QByteArray(), QByteArray(), cloudPath.endsWith(QLatin1Char('/')))
+    return Api::ListingObject(cloudPath, QDateTime(), 0, QByteArray(), QByteArray(),
+                              cloudPath.endsWith(QLatin1Char('/')))
         .json();
 }
 
@@ -78,8 +81,8 @@ Commands::Commands(const QMap<QString, QVariant>& config, ProgressBar& progress,
 {
 }
 
-bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, const QMap<QString, QVariant>& metadata,
-                          QString* error)
+bool Commands::uploadFile(const QString& localPath, const QString& cloudPath,
+                          const QMap<QString, QVariant>& metadata, QString* error)
 {
     QFile file(localPath);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -87,14 +90,19 @@ bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, co
         return false;
     }
     const qint64 size = file.size();
-    const bool multipart = m_options.multipart || size > SingleUploadLimit;
+    // A storage without multipart (SFTP) takes every file in one upload.
+    const QSharedPointer<Norvik::Cloud::Info::Base> descriptor =
+        Norvik::Cloud::Info::InfoFactory::create(m_config);
+    const bool multipart =
+        (!descriptor || descriptor->supportMultipart()) && (m_options.multipart || size > SingleUploadLimit);
     m_progress.start(QFileInfo(localPath).fileName(), size);
 
     OperationManager& manager = OperationManager::instance();
     QSharedPointer<IOperation> operation;
     if (multipart) {
         QMap<QString, QVariant> config = m_config;
-        config.insert(OperationConfig::ChunkSize, m_options.chunkSize > 0 ? m_options.chunkSize : DefaultChunkSize);
+        config.insert(OperationConfig::ChunkSize,
+                      m_options.chunkSize > 0 ? m_options.chunkSize : DefaultChunkSize);
         QByteArray uploadInfo;
         if (!m_options.stateFile.isEmpty()) {
             QFile state(m_options.stateFile);
@@ -102,7 +110,8 @@ bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, co
                 uploadInfo = state.readAll().trimmed();
         }
         operation = manager.uploadMultipart(config, cloudPath, metadata, &file, uploadInfo);
-        if (auto upload = qSharedPointerCast<Operation::UploadMultipart>(operation); upload && !m_options.stateFile.isEmpty()) {
+        if (auto upload = qSharedPointerCast<Operation::UploadMultipart>(operation);
+            upload && !m_options.stateFile.isEmpty()) {
             // Keep the upload id as soon as the service gives it, so that an interrupted
             // upload can be continued by running the same command again.
             const QString stateFile = m_options.stateFile;
@@ -129,8 +138,8 @@ bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, co
     return true;
 }
 
-bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, QMap<QString, QVariant>* metadata,
-                            QString* error)
+bool Commands::downloadFile(const QString& cloudPath, const QString& localPath,
+                            QMap<QString, QVariant>* metadata, QString* error)
 {
     // Written beside the target and renamed at the end: a failed download never leaves a
     // half-written file under the real name.
@@ -148,7 +157,8 @@ bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, 
             *error = QStringLiteral("bad range \"%1\": expected FIRST-LAST, inclusive").arg(m_options.range);
             return false;
         }
-        operation = OperationManager::instance().downloadBlob2Stream(m_config, cloudPath, first, last - first, &file);
+        operation =
+            OperationManager::instance().downloadBlob2Stream(m_config, cloudPath, first, last - first, &file);
     } else {
         operation = OperationManager::instance().download2Stream(m_config, cloudPath, &file);
     }
@@ -172,12 +182,13 @@ bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, 
     return true;
 }
 
-bool Commands::listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects, QString* error)
+bool Commands::listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects,
+                       QString* error)
 {
     QString marker = m_options.marker;
     do {
         auto operation = OperationManager::instance().listing(m_config, prefix, marker, delimiter,
-                                                               static_cast<quint16>(m_options.maxCount));
+                                                              static_cast<quint16>(m_options.maxCount));
         auto listing = qSharedPointerCast<Operation::Listing>(operation);
         const OperationRunner::Outcome outcome = OperationRunner::run(operation);
         if (!outcome.ok) {
@@ -223,7 +234,7 @@ int Commands::ls(const QStringList& args)
     QString marker = m_options.marker;
     for (;;) {
         auto operation = OperationManager::instance().listing(m_config, prefix, marker, m_options.delimiter,
-                                                               static_cast<quint16>(m_options.maxCount));
+                                                              static_cast<quint16>(m_options.maxCount));
         auto listing = qSharedPointerCast<Operation::Listing>(operation);
         const OperationRunner::Outcome outcome = OperationRunner::run(operation);
         if (!outcome.ok) {
@@ -232,9 +243,9 @@ int Commands::ls(const QStringList& args)
         }
         for (const QJsonValue& value : listing->data()) {
             const Api::ListingObject object(value.toObject());
-            out() << (object.isFolder() ? "d " : "- ") << QString::number(object.size()).rightJustified(14) << "  "
-                  << object.lastModified().toUTC().toString(Qt::ISODate).leftJustified(20) << "  " << object.name()
-                  << '\n';
+            out() << (object.isFolder() ? "d " : "- ") << QString::number(object.size()).rightJustified(14)
+                  << "  " << object.lastModified().toUTC().toString(Qt::ISODate).leftJustified(20) << "  "
+                  << object.name() << '\n';
         }
         marker = listing->marker();
         if (marker.isEmpty() || !m_options.allPages)
@@ -300,8 +311,8 @@ int Commands::sign(const QStringList& args)
 {
     if (args.size() != 1)
         return usage(QStringLiteral("sign needs CLOUD-PATH"));
-    auto operation = OperationManager::instance().signUrl(m_config, args[0], m_options.useSsl,
-                                                           QDateTime::currentDateTime().addSecs(m_options.expires));
+    auto operation = OperationManager::instance().signUrl(
+        m_config, args[0], m_options.useSsl, QDateTime::currentDateTime().addSecs(m_options.expires));
     auto signUrl = qSharedPointerCast<Operation::SignUrl>(operation);
     const OperationRunner::Outcome outcome = OperationRunner::run(operation);
     if (!outcome.ok) {
@@ -318,7 +329,8 @@ int Commands::containers(const QStringList& args)
     if (!args.isEmpty())
         return usage(QStringLiteral("containers takes no arguments"));
     if (!m_options.create.isEmpty()) {
-        QJsonObject params{{QStringLiteral("name"), m_options.create}, {QStringLiteral("Name"), m_options.create}};
+        QJsonObject params{{QStringLiteral("name"), m_options.create},
+                           {QStringLiteral("Name"), m_options.create}};
         if (!m_options.region.isEmpty()) {
             params.insert(QStringLiteral("region"), m_options.region);
             params.insert(QStringLiteral("Region"), m_options.region);
@@ -326,7 +338,8 @@ int Commands::containers(const QStringList& args)
         const OperationRunner::Outcome outcome =
             OperationRunner::run(OperationManager::instance().createContainer(m_config, params));
         if (!outcome.ok) {
-            printError(QStringLiteral("creating container %1 failed: %2").arg(m_options.create, outcome.describe()));
+            printError(
+                QStringLiteral("creating container %1 failed: %2").arg(m_options.create, outcome.describe()));
             return 1;
         }
         return 0;

@@ -30,6 +30,7 @@ using Network::Utility::Retry;
 namespace {
 
 constexpr unsigned long RETRY_TIMEOUT_MS = 1000;
+constexpr long TransferBufferSize = 2 * 1024 * 1024;
 
 QString decodedPath(const QUrl& url)
 {
@@ -253,6 +254,10 @@ QSharedPointer<curlpp::Easy> StorageFtpPrivate::createRequest(const QUrl& url, Q
                                            tr("The given address server or path's format is not supported"));
     request->setOpt(curlpp::options::Port(port()));
     request->setOpt(curlpp::options::ForbidReuse(!m_keepAlive));
+    // Large buffers let libssh2 keep many SFTP packets in flight: the transfer rate of a
+    // stream depends on it far more than on the link.
+    curl_easy_setopt(request->getHandle(), CURLOPT_BUFFERSIZE, TransferBufferSize);
+    curl_easy_setopt(request->getHandle(), CURLOPT_UPLOAD_BUFFERSIZE, TransferBufferSize);
     if (m_keepAlive && m_share)
         curl_easy_setopt(request->getHandle(), CURLOPT_SHARE, m_share.get());
     if (!auth(*request))
