@@ -125,6 +125,7 @@ QJsonDocument StorageSftp::listing(const QString&, const QString& prefix, QStrin
             // The walk of this marker is gone (evicted, or another process served the page
             // before): walk again up to the entry that the marker names. When that entry has
             // gone meanwhile, the whole listing comes again rather than losing entries.
+            NorvikDebug("NKC").infoH() << "Listing walk is gone; walking again to marker:" << marker;
             while (walk->hasNext() && walk->marker() != marker)
                 walk->next();
             if (!walk->hasNext())

@@ -1,7 +1,6 @@
 #include "SftpServerSupport.h"
 
 #include "connection/CloudFactory.h"
-#include "storage/StorageSftp.h"
 
 #include <gtest/gtest.h>
 
@@ -13,85 +12,49 @@
 
 namespace SftpServer {
 
-namespace {
-
-QString runFolder()
-{
-    const QString run = qEnvironmentVariable("CLOUDTEST_RUN");
-    return run.isEmpty() ? QStringLiteral("/tmp/norvik-cloudtest") : run;
-}
-
-quint16 portOf(const char* variable)
-{
-    QFile file(qEnvironmentVariable(variable));
-    if (!file.open(QIODevice::ReadOnly)) {
-        ADD_FAILURE() << "no endpoint file in " << variable << ": the server fixture did not run";
-        return 0;
-    }
-    return static_cast<quint16>(QUrl(QString::fromUtf8(file.readAll().trimmed())).port());
-}
-
 QByteArray readFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        ADD_FAILURE() << "cannot read " << path.toStdString();
+        ADD_FAILURE() << "cannot read " << path.toStdString() << ": did the server fixture run?";
     return file.readAll();
 }
 
-} // namespace
-
-quint16 sftpPort()
+quint16 port(const char* endpointVariable)
 {
-    static const quint16 port = portOf("NORVIK_SFTP_ENDPOINT_FILE");
-    return port;
+    return static_cast<quint16>(
+        QUrl(QString::fromUtf8(readFile(qEnvironmentVariable(endpointVariable)).trimmed())).port());
 }
 
-quint16 ftpPort()
+QString folder(const QString& server)
 {
-    static const quint16 port = portOf("NORVIK_FTP_ENDPOINT_FILE");
-    return port;
-}
-
-QString sftpFolder()
-{
-    return runFolder() + QStringLiteral("/sftp");
+    const QString run = qEnvironmentVariable("CLOUDTEST_RUN");
+    return (run.isEmpty() ? QStringLiteral("/tmp/norvik-cloudtest") : run) + QLatin1Char('/') + server;
 }
 
 QString sftpHome()
 {
-    return sftpFolder() + QStringLiteral("/home/cloudtest");
-}
-
-QString ftpHome()
-{
-    return runFolder() + QStringLiteral("/ftp/home/cloudftp");
+    return folder() + QStringLiteral("/home/cloudtest");
 }
 
 QString keyFile(Auth auth)
 {
-    return sftpFolder() +
-           (auth == Auth::Rsa ? QStringLiteral("/client_rsa") : QStringLiteral("/client_ed25519"));
+    return folder() + (auth == Auth::Rsa ? QStringLiteral("/client_rsa") : QStringLiteral("/client_ed25519"));
 }
 
-QString hostKeySha256(const QString& kind)
+QMap<QString, QVariant> config(const QString& name, Auth auth)
 {
-    return QString::fromLatin1(readFile(sftpFolder() + QStringLiteral("/hostkey_sha256_") + kind).trimmed());
-}
-
-QMap<QString, QVariant> config(const QString& folder, Auth auth)
-{
-    QDir(sftpHome() + QLatin1Char('/') + folder).removeRecursively();
-    QDir().mkpath(sftpHome() + QLatin1Char('/') + folder);
-    // The server writes as its user: the folder is that user's.
-    run(QStringLiteral("chown"), {QStringLiteral("-R"), QStringLiteral("cloudtest:"), sftpHome()});
+    const QString path = sftpHome() + QLatin1Char('/') + name;
+    QDir(path).removeRecursively();
+    QDir().mkpath(path);
+    run(QStringLiteral("chown"), {QStringLiteral("cloudtest:"), path});
     QMap<QString, QVariant> map;
     map.insert(QStringLiteral("CloudType"), QStringLiteral("Sftp"));
     map.insert(QStringLiteral("CloudId"), QUuid::createUuid());
     map.insert(QStringLiteral("Address"), QStringLiteral("127.0.0.1"));
-    map.insert(QStringLiteral("Port"), int(sftpPort()));
+    map.insert(QStringLiteral("Port"), int(port()));
     map.insert(QStringLiteral("UseProxy"), false);
-    map.insert(QStringLiteral("Path"), QString(sftpHome() + QLatin1Char('/') + folder));
+    map.insert(QStringLiteral("Path"), path);
     map.insert(QStringLiteral("User"), QStringLiteral("cloudtest"));
     if (auth == Auth::Password)
         map.insert(QStringLiteral("Password"), QStringLiteral("cloudtest-pw"));
@@ -104,7 +67,7 @@ std::unique_ptr<Norvik::Cloud::Api::StorageSftp> connect(const QMap<QString, QVa
 {
     auto* connection =
         dynamic_cast<Norvik::Cloud::Api::StorageSftp*>(Norvik::Cloud::Api::CloudFactory::create(config));
-    EXPECT_NE(connection, nullptr) << "the factory refused the SFTP configuration";
+    EXPECT_NE(connection, nullptr) << "the factory refused the configuration";
     return std::unique_ptr<Norvik::Cloud::Api::StorageSftp>(connection);
 }
 
@@ -112,16 +75,13 @@ QByteArray run(const QString& program, const QStringList& arguments, const QByte
 {
     QProcess process;
     process.start(program, arguments);
-    if (!input.isEmpty())
-        process.write(input);
+    process.write(input);
     process.closeWriteChannel();
     const bool finished = process.waitForFinished(300000);
-    const QByteArray out = process.readAllStandardOutput();
     if (!finished || process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        ADD_FAILURE() << program.toStdString() << " " << arguments.join(' ').toStdString()
-                      << " failed: " << process.readAllStandardError().toStdString()
+        ADD_FAILURE() << program.toStdString() << " failed: " << process.readAllStandardError().toStdString()
                       << process.errorString().toStdString();
-    return out;
+    return process.readAllStandardOutput();
 }
 
 } // namespace SftpServer
