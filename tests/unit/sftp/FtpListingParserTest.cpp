@@ -1,14 +1,10 @@
 // Long listing lines as file servers send them, read into entries.
 
 #include "storage/FSFtpInfo.h"
-#include "storage/ListingObjectFSFtp.h"
 
 #include <gtest/gtest.h>
 
-#include <QUrl>
-
 using Norvik::Cloud::Api::FSFtpInfo;
-using Norvik::Cloud::Api::ListingObjectFSFtp;
 
 namespace {
 
@@ -96,21 +92,6 @@ TEST(ListingLine, EveryLetterButReadAndWriteCountsAsExecute)
     const FSFtpInfo info(QStringLiteral("/"), QStringLiteral("-rw-r----x 1 u g 1 Jan 2 10:30 f"));
     EXPECT_EQ(info.permissions(), QFile::Permissions(P::ReadOwner | P::WriteOwner | P::ExeOwner |
                                                      P::ReadGroup | P::ExeGroup | P::ExeOther));
-}
-
-TEST(ListingRecord, NamesAreRelativeToTheBaseFolder)
-{
-    const QUrl base(QStringLiteral("sftp://h/home/u/"));
-    const FSFtpInfo file(QStringLiteral("/home/u/a b"),
-                         QStringLiteral("-rw-r--r-- 1 u g 9 Jan 2 2020 c.txt"));
-    const FSFtpInfo folder(QStringLiteral("/home/u"), QStringLiteral("drwxr-xr-x 1 u g 9 Jan 2 2020 d"));
-    const ListingObjectFSFtp fileRecord(file, base);
-    const ListingObjectFSFtp folderRecord(folder, base);
-    EXPECT_EQ(fileRecord.name(), QStringLiteral("a b/c.txt"));
-    EXPECT_EQ(fileRecord.size(), 9u);
-    EXPECT_FALSE(fileRecord.isFolder());
-    EXPECT_EQ(folderRecord.name(), QStringLiteral("d/"));
-    EXPECT_TRUE(folderRecord.isFolder());
 }
 
 } // namespace
