@@ -19,6 +19,7 @@
 #include <QSet>
 
 #include <csignal>
+#include <sys/stat.h>
 #include <utime.h>
 
 using namespace Norvik::Cloud;
@@ -214,11 +215,20 @@ TEST(SftpTransfer, ConnectionDroppedMidUploadIsSentAgainWhole)
     source->setData(data);
     ASSERT_TRUE(source->open(QIODevice::ReadOnly));
 
-    SftpServer::connect(config)->upload({}, "deep/dropped.bin", {}, source, data.size(), {});
+    // The permission bits are set once the whole file is there.
+    const QMap<QString, QVariant> meta{{"FilePermissions", 0640}};
+    SftpServer::connect(config)->upload({}, "deep/dropped.bin", meta, source, data.size(), {});
 
     EXPECT_EQ(source->drops, 1);
     EXPECT_TRUE(SftpServer::readFile(config.value("Path").toString() + "/deep/dropped.bin") == data)
         << "the file on the server is the whole source, byte for byte";
+    struct stat status
+    {
+    };
+    ASSERT_EQ(
+        ::stat(QFile::encodeName(config.value("Path").toString() + "/deep/dropped.bin").constData(), &status),
+        0);
+    EXPECT_EQ(status.st_mode & 0777, 0640u);
 }
 
 } // namespace
