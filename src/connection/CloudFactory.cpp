@@ -7,6 +7,7 @@
 #include <NorvikCore/NorvikDebug.h>
 
 // Connection classes, one include each.
+#include "azure/CloudAzureBlob.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
 #include "storage/StorageSftp.h"
@@ -39,6 +40,7 @@ const QMap<Type, Maker>& makers()
 {
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
+        {Type::AzureBlob, &make<CloudAzureBlob>},
         // S3-compatible services that differ only in their descriptor: the plain S3
         // connection, told its type so that it finds that descriptor.
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},

@@ -12,6 +12,7 @@
 #include <QPluginLoader>
 
 // Built-in private classes, one include each.
+#include "azure/CloudAzureBlobPrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
 #include "storage/StorageSftpPrivate.h"
@@ -56,6 +57,11 @@ CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 StorageSftpPrivate* CloudPrivateFactory::createStorageSftp()
 {
     return create<StorageSftpPrivate>(&ICloudPrivateFactoryPlugin::createStorageSftp);
+}
+
+CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
+{
+    return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

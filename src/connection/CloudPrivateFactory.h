@@ -9,6 +9,7 @@ namespace Norvik::Cloud::Api {
 
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
+class CloudAzureBlobPrivate;
 class ICloudPrivateFactoryPlugin;
 class StorageSftpPrivate;
 
@@ -33,6 +34,7 @@ public:
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
     StorageSftpPrivate* createStorageSftp();
+    CloudAzureBlobPrivate* createAzureBlob();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.
