@@ -106,8 +106,21 @@ void StorageSftp::checkConfig(const QString&, QMap<QString, QVariant>& config)
         config.insert(Norvik::Cloud::Config::Network::Sftp::HostKeySha256, d->seenHostKeySha256());
 }
 
+void StorageSftp::checkPath(const QString& path)
+{
+    if (path.contains(QChar(0)))
+        throw Exception::InvalidArgument(QByteArray(), tr("The path contains a null character: %1").arg(path),
+                                         path);
+    for (const QString& segment : path.split(QRegularExpression(QStringLiteral("[/\\\\]")))) {
+        if (segment == QLatin1String(".."))
+            throw Exception::InvalidArgument(
+                QByteArray(), tr("The path leads outside the storage folder: %1").arg(path), path);
+    }
+}
+
 QUrl StorageSftp::objectUrl(const QString& path) const
 {
+    checkPath(path);
     return StorageNetworkPrivate::generateUrl(Scheme, d->address(),
                                               StorageNetworkPrivate::pathConcat(d->path(), path));
 }
@@ -115,6 +128,7 @@ QUrl StorageSftp::objectUrl(const QString& path) const
 QJsonDocument StorageSftp::listing(const QString&, const QString& prefix, QString& marker,
                                    const QString& delimiter, quint16 maxCount)
 {
+    checkPath(prefix);
     const QUrl url = StorageNetworkPrivate::generateUrl(Scheme, d->address(), d->path());
     SftpListingIterator& cache = SftpListingIterator::instance();
     QSharedPointer<FTPDirIterator> walk =
@@ -166,6 +180,7 @@ QJsonObject StorageSftp::upload(const QString& container, const QString& path,
 QJsonObject StorageSftp::upload(const QString&, const QString& path, const QMap<QString, QVariant>& metaData,
                                 QSharedPointer<QIODevice> device, qint64 size, const QUuid& operationId)
 {
+    checkPath(path);
     const QUrl base = StorageNetworkPrivate::generateUrl(Scheme, d->address(), d->path());
     const QUrl local = QUrl::fromLocalFile(path);
     const QString fileName = local.fileName(QUrl::FullyDecoded);
@@ -254,6 +269,7 @@ void StorageSftp::download(const QString&, const QString& path, qint64 position,
 bool StorageSftp::delete_(const QString&, const QJsonObject& object)
 {
     const ListingObject record(object);
+    checkPath(record.name());
     d->delete_(StorageNetworkPrivate::generateUrl(Scheme, d->address(), d->path()), record.name());
     return true;
 }

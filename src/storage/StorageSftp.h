@@ -13,7 +13,8 @@ class StorageSftpPrivate;
 // An SFTP server as a storage: objects are files below a base folder, a path that ends in "/"
 // is a folder, and folders are made and pruned as files come and go. There is no multipart
 // upload, no metadata beyond the file's permission bits and no signed URL. Listing pages are
-// continued from walks that wait in a process-wide cache between pages.
+// continued from walks that wait in a process-wide cache between pages. Paths that would lead
+// out of the base folder are refused.
 class StorageSftp : public StorageNetwork
 {
     Q_DECLARE_TR_FUNCTIONS(StorageSftp)
@@ -96,6 +97,9 @@ public:
     static constexpr int MaxCachedWalks = 64;
 
 private:
+    // Paths that would lead out of the base folder (a ".." segment, a null character) are
+    // refused with InvalidArgument before anything is sent.
+    static void checkPath(const QString& path);
     // The URL of path below the base folder.
     QUrl objectUrl(const QString& path) const;
 

@@ -171,6 +171,13 @@ TEST(SftpSignIn, KeysPasswordsAndHostKeys)
                  Api::Exception::SslProblem);
     EXPECT_FALSE(QFile::exists(unknownHost.value("Path").toString() + "/x"))
         << "nothing sent to an unknown host";
+
+    // Nothing leaves the base folder.
+    auto storage = SftpServer::connect(SftpServer::config("signin"));
+    for (const char* path : {"../escaped", "a/../../escaped", "a\\..\\..\\escaped", "../"})
+        EXPECT_THROW(storage->upload({}, path, {}, QByteArray("x"), {}), Api::Exception::InvalidArgument)
+            << path;
+    EXPECT_FALSE(QFile::exists(SftpServer::sftpHome() + "/escaped"));
 }
 
 // A source that, once some of its data went out, ends every session of the server: the
