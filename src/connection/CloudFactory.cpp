@@ -11,6 +11,7 @@
 #include "backblaze/CloudBackBlaze.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
+#include "storage/StorageSftp.h"
 
 namespace Norvik::Cloud::Api {
 
@@ -62,6 +63,7 @@ const QMap<Type, Maker>& makers()
         {Type::Webzilla, &makeOfType<CloudAmazonS3Like>},
         {Type::Verizon, &makeOfType<CloudAmazonS3Like>},
         {Type::BackBlaze, &make<CloudBackBlaze>},
+        {Type::Sftp, &makeOfType<StorageSftp>},
     };
     return table;
 }

@@ -16,6 +16,7 @@
 #include "backblaze/CloudBackBlazePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
+#include "storage/StorageSftpPrivate.h"
 
 namespace Norvik::Cloud::Api {
 
@@ -57,6 +58,11 @@ CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 CloudBackBlazePrivate* CloudPrivateFactory::createBackBlaze()
 {
     return create<CloudBackBlazePrivate>(&ICloudPrivateFactoryPlugin::createBackBlaze);
+}
+
+StorageSftpPrivate* CloudPrivateFactory::createStorageSftp()
+{
+    return create<StorageSftpPrivate>(&ICloudPrivateFactoryPlugin::createStorageSftp);
 }
 
 CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()

@@ -12,6 +12,7 @@ class CloudAmazonS3LikePrivate;
 class CloudBackBlazePrivate;
 class CloudAzureBlobPrivate;
 class ICloudPrivateFactoryPlugin;
+class StorageSftpPrivate;
 
 // Makes the hidden implementation objects of the service connections. Normally these are the
 // library's own classes; when Core::GlobalConfig::useCustomCloudPlugin() is set, they all come
@@ -34,6 +35,7 @@ public:
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
     CloudBackBlazePrivate* createBackBlaze();
+    StorageSftpPrivate* createStorageSftp();
     CloudAzureBlobPrivate* createAzureBlob();
 
     // Loads the plug-in once per process; true from then on. Every failure throws

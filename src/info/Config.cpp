@@ -79,6 +79,7 @@ const QString SecretKey = QStringLiteral("SecretKey");
 } // namespace Auth_AccessAndSecretKey
 namespace Auth_ServiceAccount {
 const QString PrivateKey = QStringLiteral("PrivateKey");
+const QString HostKeySha256 = QStringLiteral("HostKeySha256");
 const QString ProjectId = QStringLiteral("ProjectId");
 const QString ServiceAccount = QStringLiteral("ServiceAccount");
 } // namespace Auth_ServiceAccount
@@ -120,6 +121,7 @@ const QString Path = QStringLiteral("Path");
 const QString User = QStringLiteral("User");
 const QString Password = QStringLiteral("Password");
 const QString PrivateKey = QStringLiteral("PrivateKey");
+const QString HostKeySha256 = QStringLiteral("HostKeySha256");
 } // namespace Sftp
 } // namespace Network
 } // namespace Config

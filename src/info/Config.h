@@ -176,6 +176,9 @@ extern const QString Path;
 extern const QString User;
 extern const QString Password;
 extern const QString PrivateKey;
+// The server's host key as OpenSSH prints its SHA-256 fingerprint (Base64, with or without
+// "SHA256:"). When set, a server that shows another key is refused.
+extern const QString HostKeySha256;
 } // namespace Sftp
 } // namespace Network
 } // namespace Config

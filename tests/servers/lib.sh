@@ -126,3 +126,18 @@ ct_stop_pidfile() {
   fi
   rm -f "$f"
 }
+
+# ct_ensure_user NAME PASSWORD HOME: a local login user with this password and home (servers
+# that sign in real accounts: sshd, vsftpd). Needs root. The shell is /bin/bash, so that PAM's
+# pam_shells lets vsftpd sign it in.
+ct_ensure_user() {
+  local u="$1" pw="$2" home="$3"
+  [ "$(id -u)" = 0 ] || { ct_log "must run as root to create user $u"; return 1; }
+  if ! id "$u" >/dev/null 2>&1; then
+    useradd -M -d "$home" -s /bin/bash "$u" || return 1
+  else
+    usermod -d "$home" "$u" >/dev/null 2>&1 || true
+  fi
+  mkdir -p "$home" && chown "$u:" "$home" && chmod 755 "$home" || return 1
+  echo "$u:$pw" | chpasswd
+}

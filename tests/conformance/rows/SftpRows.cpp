@@ -1,0 +1,70 @@
+// An SFTP server (sshd of the "sftp" fixture), signed in with a password or with a key. No
+// containers, no multipart, no signed URLs, no metadata read back.
+
+#include "Conformance.h"
+
+#include "info/CloudType.h"
+#include "info/Config.h"
+
+#include <QDir>
+#include <QFile>
+#include <QUrl>
+#include <QUuid>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace {
+
+namespace Config = Norvik::Cloud::Config;
+namespace Sftp = Norvik::Cloud::Config::Network::Sftp;
+
+QString launcherFile(const QString& name)
+{
+    const QString run = qEnvironmentVariable("CLOUDTEST_RUN");
+    return (run.isEmpty() ? QStringLiteral("/tmp/norvik-cloudtest") : run) + QStringLiteral("/sftp/") + name;
+}
+
+QByteArray readKey(const QString& name)
+{
+    QFile file(launcherFile(name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+Conformance::Row sftpRow(const QString& name, bool withKey)
+{
+    const auto configure = [withKey] {
+        const QUrl endpoint(Conformance::serverEndpoint(QStringLiteral("sftp")));
+        if (endpoint.isEmpty())
+            return Conformance::ConfigMap();
+        // A folder of this run in the test user's home, the user's own.
+        const QString path = launcherFile(QStringLiteral("home/cloudtest/conformance-") +
+                                          QUuid::createUuid().toString(QUuid::Id128));
+        QDir().mkpath(path);
+        const passwd* user = getpwnam("cloudtest");
+        if (!user || chown(QFile::encodeName(path).constData(), user->pw_uid, user->pw_gid) != 0)
+            return Conformance::ConfigMap();
+        Conformance::ConfigMap config{
+            {Config::Type, Norvik::Cloud::Name::Sftp},   {Config::Id, QUuid::createUuid()},
+            {Config::Network::Address, endpoint.host()}, {Config::Network::Port, endpoint.port()},
+            {Config::Network::UseProxy, false},          {Sftp::Path, path},
+            {Sftp::User, QStringLiteral("cloudtest")}};
+        if (withKey)
+            config.insert(Sftp::PrivateKey, readKey(QStringLiteral("client_ed25519")));
+        else
+            config.insert(Sftp::Password, QStringLiteral("cloudtest-pw"));
+        return config;
+    };
+    const auto breakCredentials = [withKey](Conformance::ConfigMap& config) {
+        if (withKey) // a key that the server does not take: its own host key
+            config.insert(Sftp::PrivateKey, readKey(QStringLiteral("ssh_host_ed25519_key")));
+        else
+            config.insert(Sftp::Password, QStringLiteral("not-the-password"));
+    };
+    return {name, configure, nullptr, breakCredentials, 9, {}, {}};
+}
+
+[[maybe_unused]] const bool added = Conformance::addRow(sftpRow(QStringLiteral("sftp.password"), false)) &&
+                                    Conformance::addRow(sftpRow(QStringLiteral("sftp.key"), true));
+
+} // namespace
