@@ -29,7 +29,11 @@ QString cutChunkTrimmed(QString& rest)
 FSFtpInfo::FSFtpInfo(const QString& parentPath, const QString& line)
     : m_path(parentPath)
 {
-    m_valid = parse(line.trimmed());
+    // Only the line break goes: blanks at either end of the last field belong to the name.
+    QString text = line;
+    while (text.endsWith(QLatin1Char('\n')) || text.endsWith(QLatin1Char('\r')))
+        text.chop(1);
+    m_valid = parse(text);
     if (!m_path.endsWith(QLatin1Char('/')))
         m_path.append(QLatin1Char('/'));
     if (!m_valid) {
@@ -57,7 +61,11 @@ bool FSFtpInfo::parse(const QString& line)
     for (int i = 0; i < 3; ++i)
         date << cutChunkTrimmed(rest);
     parseModDate(date.join(QLatin1Char(' ')));
-    m_name = rest.trimmed();
+    // One blank separates the date from the name; any further blank is the name's own, so that
+    // an object named with blanks at its ends is listed under the name it was stored with.
+    if (rest.startsWith(QLatin1Char(' ')))
+        rest.remove(0, 1);
+    m_name = rest;
     return !m_name.isEmpty() && m_name != QLatin1String(".") && m_name != QLatin1String("..");
 }
 

@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
         Line{"proftpd", "drwxr-xr-x   2 ftp      ftp          4096 Mar  7  2021 pub", true, true, false, 4096,
              "pub", utc(2021, 3, 7)},
         Line{"busybox", "-rw-r--r--    1 root     root            0 Jan  1 00:00  two  blanks ", true, false,
-             false, 0, "two  blanks", utc(ThisYear, 1, 1)},
+             false, 0, " two  blanks ", utc(ThisYear, 1, 1)},
         Line{"pure-ftpd", "-rw-r--r--    1 u g  1,5k Jan  2 10:30 a b.txt", true, false, false, 1500,
              "a b.txt", utc(ThisYear, 1, 2, 10, 30)},
         Line{"nas", "-rw-r--r-- 1 u g 2.5G Dec 31 1999 disk.img", true, false, false, 2500000000ULL,
