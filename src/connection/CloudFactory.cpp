@@ -8,6 +8,7 @@
 
 // Connection classes, one include each.
 #include "s3/CloudAmazonS3Like.h"
+#include "openstack/CloudOpenStack.h"
 #include "storage/CloudFileSystem.h"
 
 namespace Norvik::Cloud::Api {
@@ -38,6 +39,13 @@ const QMap<Type, Maker>& makers()
 {
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
+        // OpenStack Swift: the provider classes differ only in their descriptors.
+        {Type::OracleCloud, &make<CloudOracle>},
+        {Type::Rackspace, &make<CloudRackspace>},
+        {Type::Openstack, &makeOfType<CloudOpenStack>},
+        {Type::SoftLayer, &make<CloudSoftLayer>},
+        {Type::HPCloud, &make<CloudHPCloud>},
+        {Type::HPHelion, &make<CloudHPCloud>},
         // S3-compatible services that differ only in their descriptor: the plain S3
         // connection, told its type so that it finds that descriptor.
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},

@@ -14,6 +14,7 @@
 // Built-in private classes, one include each.
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
+#include "openstack/CloudOpenStackPrivate.h"
 
 namespace Norvik::Cloud::Api {
 
@@ -50,6 +51,11 @@ CloudAmazonS3Private* CloudPrivateFactory::createAmazonS3(Type type)
 CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 {
     return create<CloudAmazonS3LikePrivate>(&ICloudPrivateFactoryPlugin::createAmazonS3Like, type);
+}
+
+CloudOpenStackPrivate* CloudPrivateFactory::createOpenStack()
+{
+    return create<CloudOpenStackPrivate>(&ICloudPrivateFactoryPlugin::createOpenStack);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

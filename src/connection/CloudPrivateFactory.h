@@ -9,6 +9,7 @@ namespace Norvik::Cloud::Api {
 
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
+class CloudOpenStackPrivate;
 class ICloudPrivateFactoryPlugin;
 
 // Makes the hidden implementation objects of the service connections. Normally these are the
@@ -31,6 +32,7 @@ public:
     // Throw Exception::InternalError when the plug-in is in force and cannot be loaded.
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
+    CloudOpenStackPrivate* createOpenStack();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.
