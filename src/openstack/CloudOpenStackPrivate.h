@@ -130,8 +130,12 @@ public:
     const QByteArray& token() const { return m_authToken; }
     const QUrl& storageUrl() const { return m_storageUrl; }
     const QMap<QString, QUrl>& regionEndpoints() const { return m_regionEndpoints; }
-    // Ends the token's life now, as a service that revokes it would.
-    void expireToken() { m_tokenExpires = currentDateTimeUtc().addSecs(-1); }
+    // Takes a token kept from an earlier session; the service may since have revoked it.
+    void restoreToken(const QByteArray& token, const QDateTime& expires)
+    {
+        m_authToken = token;
+        m_tokenExpires = expires;
+    }
     QDateTime currentDateTimeUtc() const { return m_clock(); }
     void setClock(Clock clock) { m_clock = clock ? clock : &QDateTime::currentDateTimeUtc; }
 
