@@ -361,9 +361,10 @@ void UploadMultipart::uploadPartResult(const QJsonObject& result)
         return;
     }
 
-    // The first failure decides the error the operation ends with; the last result only
-    // closes it.
-    if (m_finishedParts != m_partCount) {
+    // The first failure decides the error the operation ends with, even when it is the last
+    // result (a storage whose upload begins without a request fails first at a part); the
+    // last result closes the operation.
+    if (!isSuccess(result) || tag.isEmpty()) {
         const QString message = result.value(JobFormat::Result::ErrorMessage).toString();
         NorvikDebug("NKC").error() << "error on upload part:" << path() << "part:" << partId
                                    << "\nerror message:" << message;
@@ -373,8 +374,9 @@ void UploadMultipart::uploadPartResult(const QJsonObject& result)
             m_failMessage = message;
             setCloudError(result.value(JobFormat::Result::CloudError).toString());
         }
-        return;
     }
+    if (m_finishedParts != m_partCount)
+        return;
     m_failed = true;
     m_stage = StageFinished;
     changeState(StateError, m_failMessage);
