@@ -28,8 +28,8 @@ namespace Norvik::Cloud::Api {
 //
 // The token is cached until the expiry the service stated, without a margin: a token that
 // runs out on the way is rejected with a 401, and the verbs then get a new one and try once
-// more. A second rejection ends in an empty answer and no exception; callers see an empty
-// body and empty headers, and the public class reads that as its own failures do.
+// more. A second rejection, or an identity service that refuses the credentials twice, is
+// thrown as InvalidAutorizationAccount.
 class CloudOpenStackPrivate : public CloudHttp::CloudHttpPrivate
 {
     Q_DECLARE_TR_FUNCTIONS(CloudOpenStackPrivate)

@@ -16,11 +16,11 @@
 
 #include <gmock/gmock.h>
 
+#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMutex>
-#include <QCryptographicHash>
 #include <QUrlQuery>
 
 #include <functional>
@@ -185,12 +185,15 @@ struct Keystone
                 QMutexLocker lock(&mutex);
                 tokenRequests.append(parsed(request.body));
                 if (version == 2) {
-                    const QJsonArray endpoints{v2Endpoint("RegionOne", QJsonObject{{"publicURL", server.url("/v1/one").toString()}}),
-                                               v2Endpoint("RegionTwo", QJsonObject{{"publicURL", server.url("/v1/two").toString()}})};
+                    const QJsonArray endpoints{
+                        v2Endpoint("RegionOne", QJsonObject{{"publicURL", server.url("/v1/one").toString()}}),
+                        v2Endpoint("RegionTwo",
+                                   QJsonObject{{"publicURL", server.url("/v1/two").toString()}})};
                     return Server::Response::ok(v2Answer(endpoints, "2030-01-01T00:00:00Z"));
                 }
-                const QJsonArray endpoints{v3Endpoint("RegionOne", "public", server.url("/v1/one").toString()),
-                                           v3Endpoint("RegionTwo", "public", server.url("/v1/two").toString())};
+                const QJsonArray endpoints{
+                    v3Endpoint("RegionOne", "public", server.url("/v1/one").toString()),
+                    v3Endpoint("RegionTwo", "public", server.url("/v1/two").toString())};
                 return Server::Response::make(201, v3Answer(endpoints, "2030-01-01T00:00:00Z"))
                     .withHeader("X-Subject-Token", "tok3");
             }
@@ -372,14 +375,14 @@ TEST(OpenStackToken, RejectedInTheMiddleOfAnUploadIsRenewedOnceAndThePartRepeate
                      {"size_bytes", "8"}}));
 }
 
-TEST(OpenStackToken, SecondRejectionEndsInAnEmptyAnswerWithoutException)
+TEST(OpenStackToken, SecondRejectionIsThrown)
 {
     SwiftV1 swift;
     swift.rejectAll = true;
     ASSERT_TRUE(swift.server.start());
     auto connection = v1Connection(swift.server);
-    const QByteArray tag = connection->uploadMultipart("c", "/f", "id", 1, "data", QUuid());
-    EXPECT_EQ(Api::MultipartListPartObject(parsed(tag)).eTag(), QByteArray());
+    EXPECT_THROW(connection->uploadMultipart("c", "/f", "id", 1, "data", QUuid()),
+                 Exception::InvalidAutorizationAccount);
     EXPECT_EQ(swift.issued, 2);
     EXPECT_EQ(swift.puts().size(), 2);
 }
