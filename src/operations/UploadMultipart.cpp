@@ -361,10 +361,9 @@ void UploadMultipart::uploadPartResult(const QJsonObject& result)
         return;
     }
 
-    // The first failure decides the error the operation ends with, even when it is the last
-    // result (a storage whose upload begins without a request fails first at a part); the
-    // last result closes the operation.
-    if (!isSuccess(result) || tag.isEmpty()) {
+    // The first failure decides the error the operation ends with; the last result only
+    // closes it.
+    if (m_finishedParts != m_partCount) {
         const QString message = result.value(JobFormat::Result::ErrorMessage).toString();
         NorvikDebug("NKC").error() << "error on upload part:" << path() << "part:" << partId
                                    << "\nerror message:" << message;
@@ -374,9 +373,8 @@ void UploadMultipart::uploadPartResult(const QJsonObject& result)
             m_failMessage = message;
             setCloudError(result.value(JobFormat::Result::CloudError).toString());
         }
-    }
-    if (m_finishedParts != m_partCount)
         return;
+    }
     m_failed = true;
     m_stage = StageFinished;
     changeState(StateError, m_failMessage);
