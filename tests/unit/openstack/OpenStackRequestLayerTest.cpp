@@ -9,7 +9,6 @@
 #include "connection/Exception.h"
 #include "connection/ListingObject.h"
 #include "connection/MultipartListPartObject.h"
-#include "info/CloudType.h"
 
 #include "ScriptedHttpServer.h"
 #include "TestSupport.h"
@@ -23,7 +22,6 @@
 #include <QMutex>
 #include <QUrlQuery>
 
-#include <functional>
 #include <memory>
 #include <typeinfo>
 
@@ -36,112 +34,61 @@ using Server = NorvikTest::ScriptedHttpServer;
 using HeaderMap = CloudOpenStackPrivate::HeaderMap;
 namespace Exception = Api::Exception;
 
-QByteArray json(const QJsonObject& object)
+// Token answers with an identity entry and the given object-store endpoints ("%1" is the
+// address of a scripted server where one is needed).
+QByteArray v2Answer(const QByteArray& endpoints, const QByteArray& expires)
 {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    return R"({"access":{"token":{"id":"tok2","expires":")" + expires +
+           R"("},"serviceCatalog":[{"type":"identity","endpoints":[{"region":"X","publicURL":"http://id"}]},)"
+           R"({"type":"object-store","endpoints":[)" +
+           endpoints + "]}]}}";
 }
 
-QJsonObject parsed(const QByteArray& body)
+QByteArray v3Answer(const QByteArray& endpoints, const QByteArray& expires)
 {
-    return QJsonDocument::fromJson(body).object();
+    return R"({"token":{"expires_at":")" + expires +
+           R"(","catalog":[{"type":"identity","endpoints":[{"region":"X","interface":"public","url":"http://id"}]},)"
+           R"({"type":"object-store","endpoints":[)" +
+           endpoints + "]}]}}";
 }
 
-// --- Catalogues -------------------------------------------------------------------------------
-
-QJsonObject v2Endpoint(const QString& region, const QJsonObject& addresses)
-{
-    QJsonObject endpoint = addresses;
-    endpoint.insert(QStringLiteral("region"), region);
-    return endpoint;
-}
-
-QByteArray v2Answer(const QJsonArray& endpoints, const QString& expires)
-{
-    const QJsonArray catalogue{
-        QJsonObject{{"type", "identity"},
-                    {"endpoints", QJsonArray{v2Endpoint("X", {{"publicURL", "http://id"}})}}},
-        QJsonObject{{"type", "object-store"}, {"endpoints", endpoints}},
-    };
-    return json({{"access", QJsonObject{{"token", QJsonObject{{"id", "tok2"}, {"expires", expires}}},
-                                        {"serviceCatalog", catalogue}}}});
-}
-
-QByteArray v3Answer(const QJsonArray& endpoints, const QString& expires)
-{
-    const QJsonArray catalogue{
-        QJsonObject{{"type", "identity"},
-                    {"endpoints", QJsonArray{QJsonObject{
-                                      {"region", "X"}, {"interface", "public"}, {"url", "http://id"}}}}},
-        QJsonObject{{"type", "object-store"}, {"endpoints", endpoints}},
-    };
-    return json({{"token", QJsonObject{{"expires_at", expires}, {"catalog", catalogue}}}});
-}
-
-QJsonObject v3Endpoint(const QString& region, const QString& interface, const QString& url)
-{
-    return {{"region", region}, {"interface", interface}, {"url", url}};
-}
-
-struct CatalogueCase
-{
-    const char* name;
-    int version;
-    bool internal;
-    QByteArray answer;
-    QMap<QString, QString> expected;
-    bool expiryValid;
-};
+const QByteArray V2Endpoints =
+    R"({"region":"One","publicURL":"http://one/v1/A","internalURL":"http://one-in/v1/A"},)"
+    R"({"region":"Two","publicURL":"http://two/v1/A/","privateURL":"http://two-p/v1/A"},)"
+    R"({"region":"Three","publicURL":"http://three/v1/A"})";
+const QByteArray V3Endpoints = R"({"region":"One","interface":"public","url":"http://one/v1/K"},)"
+                               R"({"region":"One","interface":"internal","url":"http://one-in/v1/K"},)"
+                               R"({"region":"Two","interface":"admin","url":"http://two-admin/v1/K"},)"
+                               R"({"region":"Two","interface":"public","url":"http://two/v1/K/"},)"
+                               R"({"region":"Three","interface":"admin","url":"http://three-admin/v1/K"})";
 
 TEST(OpenStackCatalogue, RegionsAndAddressesAsEachVersionNamesThem)
 {
-    const QJsonArray v2Endpoints{
-        v2Endpoint("RegionOne",
-                   {{"publicURL", "http://one/v1/AUTH_a"}, {"internalURL", "http://one-in/v1/AUTH_a"}}),
-        v2Endpoint("RegionTwo",
-                   {{"publicURL", "http://two/v1/AUTH_a/"}, {"privateURL", "http://two-p/v1/AUTH_a"}}),
-        v2Endpoint("RegionThree", {{"publicURL", "http://three/v1/AUTH_a"}}),
-    };
-    const QJsonArray v3Endpoints{
-        v3Endpoint("RegionOne", "public", "http://one/v1/KEY_p"),
-        v3Endpoint("RegionOne", "internal", "http://one-in/v1/KEY_p"),
-        v3Endpoint("RegionTwo", "admin", "http://two-admin/v1/KEY_p"),
-        v3Endpoint("RegionTwo", "public", "http://two/v1/KEY_p/"),
-        v3Endpoint("RegionThree", "admin", "http://three-admin/v1/KEY_p"),
-    };
-    const CatalogueCase cases[] = {
-        {"v2 public",
-         2,
+    const struct
+    {
+        int version;
+        bool internal;
+        QByteArray answer;
+        QMap<QString, QString> expected;
+    } cases[] = {
+        {2,
          false,
-         v2Answer(v2Endpoints, "2030-01-01T00:00:00Z"),
-         {{"RegionOne", "http://one/v1/AUTH_a/"},
-          {"RegionTwo", "http://two/v1/AUTH_a/"},
-          {"RegionThree", "http://three/v1/AUTH_a/"}},
-         true},
-        // internalURL first, privateURL second; an endpoint with neither is kept as "/".
-        {"v2 internal",
-         2,
+         v2Answer(V2Endpoints, "2030-01-01T00:00:00Z"),
+         {{"One", "http://one/v1/A/"}, {"Two", "http://two/v1/A/"}, {"Three", "http://three/v1/A/"}}},
+        // internalURL first, then privateURL; an endpoint with neither is kept as "/".
+        {2,
          true,
-         v2Answer(v2Endpoints, "not a date"),
-         {{"RegionOne", "http://one-in/v1/AUTH_a/"},
-          {"RegionTwo", "http://two-p/v1/AUTH_a/"},
-          {"RegionThree", "/"}},
-         false},
-        {"v3 public",
-         3,
+         v2Answer(V2Endpoints, "not a date"),
+         {{"One", "http://one-in/v1/A/"}, {"Two", "http://two-p/v1/A/"}, {"Three", "/"}}},
+        {3,
          false,
-         v3Answer(v3Endpoints, "2030-01-01T00:00:00.000000Z"),
-         {{"RegionOne", "http://one/v1/KEY_p/"}, {"RegionTwo", "http://two/v1/KEY_p/"}},
-         true},
+         v3Answer(V3Endpoints, "2030-01-01T00:00:00.000000Z"),
+         {{"One", "http://one/v1/K/"}, {"Two", "http://two/v1/K/"}}},
         // Endpoints of other interfaces are skipped, not kept empty.
-        {"v3 internal",
-         3,
-         true,
-         v3Answer(v3Endpoints, ""),
-         {{"RegionOne", "http://one-in/v1/KEY_p/"}},
-         false},
+        {3, true, v3Answer(V3Endpoints, ""), {{"One", "http://one-in/v1/K/"}}},
     };
-    for (const CatalogueCase& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.answer.toStdString());
         QByteArray token;
         QDateTime expires;
         const QMap<QString, QUrl> found =
@@ -151,13 +98,9 @@ TEST(OpenStackCatalogue, RegionsAndAddressesAsEachVersionNamesThem)
         for (auto it = found.cbegin(); it != found.cend(); ++it)
             texts.insert(it.key(), it.value().toString());
         EXPECT_EQ(texts, c.expected);
-        EXPECT_EQ(expires.isValid(), c.expiryValid);
-        if (c.expiryValid) {
-            EXPECT_EQ(expires, QDateTime(QDate(2030, 1, 1), QTime(0, 0), Qt::UTC));
-        }
-        if (c.version == 2) {
-            EXPECT_EQ(token, "tok2");
-        }
+        // A time that cannot be read is left invalid: the caller then takes 30 minutes.
+        EXPECT_EQ(expires, c.internal ? QDateTime() : QDateTime(QDate(2030, 1, 1), QTime(0, 0), Qt::UTC));
+        EXPECT_EQ(token, c.version == 2 ? "tok2" : "");
     }
     for (const QByteArray& unusable : {QByteArray(), QByteArray("[1]"), QByteArray("{\"access\":")}) {
         QByteArray token;
@@ -168,117 +111,77 @@ TEST(OpenStackCatalogue, RegionsAndAddressesAsEachVersionNamesThem)
     }
 }
 
-// --- Sign-in exchanges ------------------------------------------------------------------------
-
-// A Keystone of either version with two object-store regions, each at a path of its own on the
-// same server, which also serves the container listings of both.
-struct Keystone
-{
-    Server server;
-    QMutex mutex;
-    QList<QJsonObject> tokenRequests;
-
-    explicit Keystone(int version)
-    {
-        server.setHandler([this, version](const Server::Request& request) {
-            if (request.method == "POST") {
-                QMutexLocker lock(&mutex);
-                tokenRequests.append(parsed(request.body));
-                if (version == 2) {
-                    const QJsonArray endpoints{
-                        v2Endpoint("RegionOne", QJsonObject{{"publicURL", server.url("/v1/one").toString()}}),
-                        v2Endpoint("RegionTwo",
-                                   QJsonObject{{"publicURL", server.url("/v1/two").toString()}})};
-                    return Server::Response::ok(v2Answer(endpoints, "2030-01-01T00:00:00Z"));
-                }
-                const QJsonArray endpoints{
-                    v3Endpoint("RegionOne", "public", server.url("/v1/one").toString()),
-                    v3Endpoint("RegionTwo", "public", server.url("/v1/two").toString())};
-                return Server::Response::make(201, v3Answer(endpoints, "2030-01-01T00:00:00Z"))
-                    .withHeader("X-Subject-Token", "tok3");
-            }
-            const QByteArray account = request.path().split('/').value(2);
-            return Server::Response::ok(
-                json({}).replace("{}", "[{\"name\":\"" + account + "\",\"count\":1,\"bytes\":2}]"));
-        });
-    }
-};
-
-struct SignInCase
-{
-    const char* name;
-    int version;
-    QMap<QString, QVariant> config;
-    QJsonObject expectedAuth; // the "auth" object that the service must receive
-};
-
+// A Keystone of either version with two object-store regions at paths of their own on the
+// same server, which also lists one container named after the account.
 TEST(OpenStackSignIn, KeystoneRequestAndRegionChoice)
 {
-    const QJsonObject domain{{"id", "default"}};
-    const QJsonObject identity{
-        {"methods", QJsonArray{"password"}},
-        {"password",
-         QJsonObject{{"user", QJsonObject{{"name", "u"}, {"password", "k"}, {"domain", domain}}}}}};
-    const SignInCase cases[] = {
-        {"v2 by tenant name",
-         2,
-         {{"AuthType", 2}, {"TenantName", "t"}, {"Region", "RegionTwo"}},
-         {{"passwordCredentials", QJsonObject{{"username", "u"}, {"password", "k"}}}, {"tenantName", "t"}}},
-        {"v2 tenant id wins",
-         2,
-         {{"AuthType", 2}, {"TenantName", "t"}, {"TenantId", "tid"}, {"Region", "RegionTwo"}},
-         {{"passwordCredentials", QJsonObject{{"username", "u"}, {"password", "k"}}}, {"tenantId", "tid"}}},
-        {"v3 without scope",
-         3,
-         {{"AuthType", 3}, {"DomainId", "default"}, {"Region", "RegionTwo"}, {"UseScope", false}},
-         {{"identity", identity}}},
-        {"v3 scoped by project",
-         3,
-         {{"AuthType", 3},
-          {"DomainId", "default"},
-          {"Region", "RegionTwo"},
-          {"UseScope", true},
-          {"ProjectName", "p"}},
-         {{"identity", identity},
-          {"scope", QJsonObject{{"project", QJsonObject{{"name", "p"}, {"domain", domain}}}}}}},
+    const struct
+    {
+        int version;
+        QMap<QString, QVariant> config;
+        QByteArray expectedAuth;
+    } cases[] = {
+        {2,
+         {{"AuthType", 2}, {"TenantName", "t"}, {"TenantId", "tid"}, {"Region", "Two"}},
+         R"({"passwordCredentials":{"password":"k","username":"u"},"tenantId":"tid"})"},
+        {3,
+         {{"AuthType", 3}, {"DomainId", "d"}, {"Region", "Two"}, {"UseScope", false}},
+         R"({"identity":{"methods":["password"],"password":{"user":{"domain":{"id":"d"},"name":"u","password":"k"}}}})"},
+        {3,
+         {{"AuthType", 3}, {"DomainName", "D"}, {"Region", "Two"}, {"UseScope", true}, {"ProjectName", "p"}},
+         R"({"identity":{"methods":["password"],"password":{"user":{"domain":{"name":"D"},"name":"u","password":"k"}}},)"
+         R"("scope":{"project":{"domain":{"name":"D"},"name":"p"}}})"},
     };
-    for (const SignInCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        Keystone keystone(c.version);
-        ASSERT_TRUE(keystone.server.start());
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.expectedAuth.toStdString());
+        Server server;
+        QMutex mutex;
+        QList<QJsonObject> auths;
+        server.setHandler([&](const Server::Request& request) {
+            if (request.method != "POST") {
+                const QByteArray account = request.path().split('/').value(2);
+                return Server::Response::ok("[{\"name\":\"" + account + "\",\"count\":1,\"bytes\":2}]");
+            }
+            QMutexLocker lock(&mutex);
+            auths.append(QJsonDocument::fromJson(request.body).object().value("auth").toObject());
+            const QByteArray one = server.url("/v1/one").toEncoded(), two = server.url("/v1/two").toEncoded();
+            if (c.version == 2)
+                return Server::Response::ok(v2Answer(R"({"region":"One","publicURL":")" + one +
+                                                         R"("},{"region":"Two","publicURL":")" + two + "\"}",
+                                                     "2030-01-01T00:00:00Z"));
+            return Server::Response::make(
+                       201, v3Answer(R"({"region":"One","interface":"public","url":")" + one +
+                                         R"("},{"region":"Two","interface":"public","url":")" + two + "\"}",
+                                     "2030-01-01T00:00:00Z"))
+                .withHeader("X-Subject-Token", "tok3");
+        });
+        ASSERT_TRUE(server.start());
         QMap<QString, QVariant> config = c.config;
-        config.insert("CloudId", QUuid::createUuid());
-        config.insert("Username", "u");
-        config.insert("ApiKey", "k");
-        config.insert("UseSsl", false);
-        config.insert("Endpoint", keystone.server.url(c.version == 2 ? "/v2.0" : "/v3"));
+        config.insert(
+            {{"CloudId", QUuid::createUuid()}, {"Username", "u"}, {"ApiKey", "k"}, {"UseSsl", false}});
+        config.insert("Endpoint", server.url(c.version == 2 ? "/v2.0" : "/v3"));
         CloudOpenStack connection;
         ASSERT_TRUE(connection.setConfig(config));
 
         QString marker;
         const QJsonArray page = connection.listing("c", QString(), marker, QString(), 10).array();
-        ASSERT_EQ(page.size(), 1);
-        // The listing went to the configured region's address, under its account path.
         EXPECT_EQ(Api::ListingObject(page.at(0).toObject()).name(), "/two");
-        ASSERT_EQ(keystone.tokenRequests.size(), 1);
-        EXPECT_EQ(keystone.tokenRequests.at(0).value("auth").toObject(), c.expectedAuth);
-        EXPECT_EQ(keystone.server.requests().at(0).path(),
-                  c.version == 2 ? "/v2.0/tokens" : "/v3/auth/tokens");
+        ASSERT_EQ(auths.size(), 1);
+        EXPECT_EQ(QJsonDocument(auths.at(0)).toJson(QJsonDocument::Compact), c.expectedAuth);
+        EXPECT_EQ(server.requests().at(0).path(), c.version == 2 ? "/v2.0/tokens" : "/v3/auth/tokens");
 
         // Containers of every region; the next request signs in again for the configured one.
         const QJsonArray all = connection.containers().array();
         ASSERT_EQ(all.size(), 2);
-        EXPECT_EQ(all.at(0).toObject().value("Region").toString(), "RegionOne");
-        EXPECT_EQ(all.at(0).toObject().value("Name").toString(), "one");
+        EXPECT_EQ(all.at(0).toObject(),
+                  (QJsonObject{{"Name", "one"}, {"Region", "One"}, {"Count", 1}, {"Bytes", 2}}));
         connection.listing("c", QString(), marker, QString(), 10);
-        EXPECT_EQ(keystone.tokenRequests.size(), 2);
-        EXPECT_EQ(keystone.server.requests().last().path(), "/v1/two/c/");
+        EXPECT_EQ(auths.size(), 2);
+        EXPECT_EQ(server.requests().last().path(), "/v1/two/c/");
 
         config.insert("Region", "Nowhere");
-        CloudOpenStack elsewhere;
-        ASSERT_TRUE(elsewhere.setConfig(config));
         try {
-            elsewhere.checkConfig("c", config);
+            CloudOpenStack().checkConfig("c", config);
             ADD_FAILURE() << "a region outside the catalogue was accepted";
         } catch (const Exception::InvalidAutorizationAccount& e) {
             EXPECT_THAT(e.message().toStdString(), testing::EndsWith("for selected region: Nowhere"));
@@ -286,16 +189,12 @@ TEST(OpenStackSignIn, KeystoneRequestAndRegionChoice)
     }
 }
 
-// --- Rejected tokens --------------------------------------------------------------------------
-
-// The legacy exchange and a storage that accepts only the token it issued last; revoke() makes
-// the present token invalid, as an expiry on the service's side does.
+// Swift's own auth and a storage that accepts only the token issued last.
 struct SwiftV1
 {
     Server server;
     QMutex mutex;
     int issued = 0;
-    bool rejectAll = false;
     QByteArray valid;
 
     SwiftV1()
@@ -308,7 +207,7 @@ struct SwiftV1
                     .withHeader("X-Auth-Token", valid)
                     .withHeader("X-Storage-Url", server.url("/v1/AUTH_a").toEncoded());
             }
-            if (rejectAll || request.header("X-Auth-Token") != valid)
+            if (request.header("X-Auth-Token") != valid)
                 return Server::Response::make(401, "<html><h1>Unauthorized</h1><p>no</p></html>");
             return Server::Response::make(201).withHeader(
                 "Etag", QCryptographicHash::hash(request.body, QCryptographicHash::Md5).toHex());
@@ -319,25 +218,16 @@ struct SwiftV1
         QMutexLocker lock(&mutex);
         valid = "revoked";
     }
-    QList<Server::Request> puts() const
-    {
-        QList<Server::Request> found;
-        for (const Server::Request& r : server.requests())
-            if (r.method == "PUT")
-                found.append(r);
-        return found;
-    }
 };
 
 std::unique_ptr<CloudOpenStack> v1Connection(const Server& server)
 {
     auto connection = std::make_unique<CloudOpenStack>();
-    const QMap<QString, QVariant> config{{"CloudId", QUuid::createUuid()},
-                                         {"Username", "u"},
-                                         {"ApiKey", "k"},
-                                         {"UseSsl", false},
-                                         {"Endpoint", server.url("/auth/v1.0")}};
-    EXPECT_TRUE(connection->setConfig(config));
+    EXPECT_TRUE(connection->setConfig({{"CloudId", QUuid::createUuid()},
+                                       {"Username", "u"},
+                                       {"ApiKey", "k"},
+                                       {"UseSsl", false},
+                                       {"Endpoint", server.url("/auth/v1.0")}}));
     return connection;
 }
 
@@ -350,60 +240,50 @@ TEST(OpenStackToken, RejectedInTheMiddleOfAnUploadIsRenewedOnceAndThePartRepeate
     const QByteArray tag1 = connection->uploadMultipart("c", "/d/f", id, 1, "part-1", QUuid());
     swift.revoke();
     const QByteArray tag2 = connection->uploadMultipart("c", "/d/f", id, 2, "part-two", QUuid());
+    const QByteArray md5 = QCryptographicHash::hash("part-two", QCryptographicHash::Md5).toHex();
 
     EXPECT_EQ(swift.issued, 2);
-    const QList<Server::Request> puts = swift.puts();
-    ASSERT_EQ(puts.size(), 3);
-    EXPECT_EQ(puts.at(1).path(), "/v1/AUTH_a/c/d/~segments/f/f_2");
-    EXPECT_EQ(puts.at(2).path(), puts.at(1).path());
-    EXPECT_EQ(puts.at(2).header("X-Auth-Token"), "tok2");
-    EXPECT_EQ(Api::MultipartListPartObject(parsed(tag2)).eTag(),
-              QCryptographicHash::hash("part-two", QCryptographicHash::Md5).toHex());
+    const QList<Server::Request> requests = swift.server.requests();
+    ASSERT_EQ(requests.size(), 5); // sign-in, part 1, part 2 refused, sign-in, part 2
+    EXPECT_EQ(requests.at(2).path(), "/v1/AUTH_a/c/d/~segments/f/f_2");
+    EXPECT_EQ(requests.at(4).path(), requests.at(2).path());
+    EXPECT_EQ(requests.at(4).header("X-Auth-Token"), "tok2");
+    EXPECT_EQ(Api::MultipartListPartObject(QJsonDocument::fromJson(tag2).object()).eTag(), md5);
 
     const QJsonObject done = connection->endMultipartUpload("c", "/d/f", id, {{1, tag1}, {2, tag2}});
     EXPECT_EQ(Api::ListingObject(done).size(), 14u);
-    const Server::Request manifest = swift.puts().last();
+    const Server::Request manifest = swift.server.requests().last();
     EXPECT_EQ(manifest.target, "/v1/AUTH_a/c/d/f?multipart-manifest=put");
     EXPECT_EQ(manifest.header("X-Static-Large-Object"), "true");
     EXPECT_EQ(manifest.header("X-Object-Meta-Nk-Realsize"), "9");
-    const QJsonArray segments = QJsonDocument::fromJson(manifest.body).array();
-    ASSERT_EQ(segments.size(), 2);
-    EXPECT_EQ(
-        segments.at(1).toObject(),
-        (QJsonObject{{"path", "c/d/~segments/f/f_2"},
-                     {"etag", QString(QCryptographicHash::hash("part-two", QCryptographicHash::Md5).toHex())},
-                     {"size_bytes", "8"}}));
-}
+    EXPECT_EQ(QJsonDocument::fromJson(manifest.body).array().at(1).toObject(),
+              (QJsonObject{{"path", "c/d/~segments/f/f_2"}, {"etag", QString(md5)}, {"size_bytes", "8"}}));
 
-TEST(OpenStackToken, SecondRejectionIsThrown)
-{
-    SwiftV1 swift;
-    swift.rejectAll = true;
-    ASSERT_TRUE(swift.server.start());
-    auto connection = v1Connection(swift.server);
-    EXPECT_THROW(connection->uploadMultipart("c", "/f", "id", 1, "data", QUuid()),
+    // A second rejection in a row is thrown, after one more sign-in.
+    swift.server.setHandler([&swift](const Server::Request& request) {
+        if (request.path() != "/auth/v1.0/")
+            return Server::Response::make(401);
+        return Server::Response::ok()
+            .withHeader("X-Auth-Token", "t")
+            .withHeader("X-Storage-Url", swift.server.url("/v1/AUTH_a").toEncoded());
+    });
+    connection->implementation()->restoreToken("old", QDateTime::currentDateTimeUtc().addSecs(60));
+    EXPECT_THROW(connection->uploadMultipart("c", "/f", id, 1, "data", QUuid()),
                  Exception::InvalidAutorizationAccount);
-    EXPECT_EQ(swift.issued, 2);
-    EXPECT_EQ(swift.puts().size(), 2);
 }
-
-// --- Error mapping ----------------------------------------------------------------------------
-
-struct ErrorCase
-{
-    int status;
-    QByteArray contentType;
-    QByteArray body;
-    bool withToken;
-    const std::type_info& type;
-    bool retry;
-    QString message;
-};
 
 TEST(OpenStackErrors, StatusAndPageGiveTheException)
 {
-    const QByteArray keystone401 = R"({"error":{"code":401,"title":"Unauthorized","message":"needs auth"}})";
-    const ErrorCase cases[] = {
+    const QString unhandled = "Unhandled runtime exception, please contact Support";
+    const struct
+    {
+        int status;
+        QByteArray contentType, body;
+        bool withToken;
+        const std::type_info& type;
+        bool retry;
+        QString message;
+    } cases[] = {
         {204, "", "", true, typeid(Exception::NoContent), false, {}},
         {204, "", "", false, typeid(Exception::AutorizationResult), false, {}},
         {404, "text/html", "<html><h1>Not Found</h1><p>gone</p></html>", true, typeid(Exception::NoContent),
@@ -413,18 +293,17 @@ TEST(OpenStackErrors, StatusAndPageGiveTheException)
          false, "bad"},
         {401, "text/html", "<html><h1>Unauthorized</h1><p>who</p></html>", true,
          typeid(Exception::InvalidAutorizationAccount), false, "who"},
-        {401, "application/json", keystone401, false, typeid(Exception::InvalidAutorizationAccount), false,
-         "needs auth"},
+        {401, "application/json", R"({"error":{"code":401,"title":"Unauthorized","message":"needs auth"}})",
+         false, typeid(Exception::InvalidAutorizationAccount), false, "needs auth"},
         {403, "text/html", "<html><h1>Forbidden</h1><p>no</p></html>", true, typeid(Exception::AccessDenied),
          false, "no"},
-        {403, "", "", true, typeid(Exception::Operation), false,
-         "Unhandled runtime exception, please contact Support"},
+        {403, "", "", true, typeid(Exception::Operation), false, unhandled},
         {503, "application/json", R"({"error":{"title":"x","message":"busy"}})", true,
          typeid(Exception::Operation), true, "busy"},
         {503, "", "", true, typeid(Exception::Operation), true, "Unknown operation (http) error"},
     };
     CloudOpenStackPrivate d;
-    for (const ErrorCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.status) + " " + c.body.toStdString());
         HeaderMap request;
         if (c.withToken)
@@ -435,26 +314,21 @@ TEST(OpenStackErrors, StatusAndPageGiveTheException)
         try {
             d.exceptionFactory(request, response, c.status, c.body);
             ADD_FAILURE() << "nothing thrown";
-        } catch (const Exception::AutorizationResult& e) {
-            EXPECT_EQ(typeid(e), c.type);
-            EXPECT_EQ(e.token(), "v1token");
-            EXPECT_EQ(e.endpoint().toString(), "http://s/v1/AUTH_a/");
         } catch (const Exception::Operation& e) {
             EXPECT_EQ(typeid(e), c.type) << typeid(e).name();
             EXPECT_EQ(e.retry(), c.retry);
-            if (!c.message.isNull()) {
-                EXPECT_EQ(e.message(), c.message);
+            EXPECT_TRUE(c.message.isNull() || e.message() == c.message) << e.message().toStdString();
+            if (const auto* result = dynamic_cast<const Exception::AutorizationResult*>(&e)) {
+                EXPECT_EQ(result->token(), "v1token");
+                EXPECT_EQ(result->endpoint().toString(), "http://s/v1/AUTH_a/");
             }
         }
     }
 }
 
-// --- Temporary URLs ---------------------------------------------------------------------------
-
 TEST(OpenStackTempUrl, SignedWithTheAccountKeyOrANewOne)
 {
     for (const bool accountHasKey : {true, false}) {
-        SCOPED_TRACE(accountHasKey ? "key-2 only" : "no key");
         Server server;
         server.setHandler([&](const Server::Request& request) {
             if (request.path() == "/auth/v1.0/")
@@ -467,34 +341,25 @@ TEST(OpenStackTempUrl, SignedWithTheAccountKeyOrANewOne)
         });
         ASSERT_TRUE(server.start());
         auto connection = v1Connection(server);
-        const QDateTime expires(QDate(2030, 1, 1), QTime(0, 0), Qt::UTC);
-        const QUrl url(connection->signUrl("c", "/d/o b", false, expires));
+        const QUrl url(
+            connection->signUrl("c", "/d/o b", false, QDateTime(QDate(2030, 1, 1), QTime(0, 0), Qt::UTC)));
         EXPECT_EQ(url.path(), "/v1/AUTH_a/c/d/o b");
         const QUrlQuery query(url);
         EXPECT_EQ(query.queryItemValue("temp_url_expires"), "1893456000");
         EXPECT_TRUE(query.hasQueryItem("inline"));
-        const QList<Server::Request> requests = server.requests();
-        if (accountHasKey) {
-            // HMAC-SHA1 of "GET\n1893456000\n/v1/AUTH_a/c/d/o b" with "key2".
+        if (accountHasKey) // HMAC-SHA1 of "GET\n1893456000\n/v1/AUTH_a/c/d/o b" with "key2"
             EXPECT_EQ(query.queryItemValue("temp_url_sig"), "84fe85eefdf759e480797269546698c9fde6e284");
-        } else {
-            ASSERT_EQ(requests.last().method, "POST");
-            EXPECT_EQ(requests.last().header("X-Account-Meta-Temp-Url-Key").size(), 36);
-        }
+        else
+            EXPECT_EQ(server.requests().last().header("X-Account-Meta-Temp-Url-Key").size(), 36);
         EXPECT_TRUE(
             connection->signUrl("c", "/o", false, QDateTime::currentDateTimeUtc().addSecs(-1)).isEmpty());
     }
 }
 
-// --- Names ------------------------------------------------------------------------------------
-
 TEST(OpenStackNames, SegmentPathsAndEncoding)
 {
     CloudOpenStackPrivate d;
-    const struct
-    {
-        QString prefix, path, segment;
-    } segments[] = {
+    const QString segments[][3] = {
         {"", "/dir/file", "/dir/~segments/file/file_3"},
         {"", "/file", "/~segments/file/file_3"},
         {"seg", "/dir/file", "/seg/~segments/dir/file/file_3"},
@@ -502,26 +367,14 @@ TEST(OpenStackNames, SegmentPathsAndEncoding)
         {"/seg/", "/seg/dir/file", "/seg/~segments/dir/file/file_3"},
     };
     for (const auto& c : segments) {
-        if (!c.prefix.isEmpty())
-            d.setSegmentPrefix(c.prefix);
-        EXPECT_EQ(d.segmentUploadPath(c.path, 3), c.segment) << c.prefix.toStdString();
+        if (!c[0].isEmpty())
+            d.setSegmentPrefix(c[0]);
+        EXPECT_EQ(d.segmentUploadPath(c[1], 3), c[2]);
     }
-    const struct
-    {
-        QString text;
-        bool flag;
-        QString encoded;
-    } encodings[] = {
-        {"/a b/c+d,e(f)!$_*'.-", false, "/a%20b/c+d,e(f)!$_*'.-"},
-        {"%&?#:~\u00e9", false, "%25%26%3F%23%3A%7E%C3%A9"},
-        {"a+b/c d", true, "a2Bb2Fc20d"},
-        {"", false, ""},
-    };
-    for (const auto& c : encodings)
-        EXPECT_EQ(CloudOpenStack::RFC1738_encode(c.text, c.flag), c.encoded) << c.text.toStdString();
+    EXPECT_EQ(CloudOpenStack::RFC1738_encode("/a b/c+d,e(f)!$_*'.-", false), "/a%20b/c+d,e(f)!$_*'.-");
+    EXPECT_EQ(CloudOpenStack::RFC1738_encode("%&?#:~\u00e9", false), "%25%26%3F%23%3A%7E%C3%A9");
+    EXPECT_EQ(CloudOpenStack::RFC1738_encode("a+b/c d", true), "a2Bb2Fc20d");
 }
-
-// --- Provider classes -------------------------------------------------------------------------
 
 TEST(OpenStackProviders, FactoryMakesTheClassOfEachType)
 {
@@ -541,29 +394,23 @@ TEST(OpenStackProviders, FactoryMakesTheClassOfEachType)
     };
     for (const auto& p : providers) {
         SCOPED_TRACE(p.name.toStdString());
-        const QMap<QString, QVariant> config{{"CloudType", p.name},
-                                             {"CloudId", QUuid::createUuid()},
-                                             {"Username", "u"},
-                                             {"ApiKey", "k"},
-                                             {"Endpoint", "http://127.0.0.1:9/"}};
-        std::unique_ptr<Api::IConnection> connection(Api::CloudFactory::create(config));
+        std::unique_ptr<Api::IConnection> connection(
+            Api::CloudFactory::create({{"CloudType", p.name},
+                                       {"CloudId", QUuid::createUuid()},
+                                       {"Username", "u"},
+                                       {"ApiKey", "k"},
+                                       {"Endpoint", "http://127.0.0.1:9/"}}));
         ASSERT_TRUE(connection);
         EXPECT_EQ(typeid(*connection), p.cls);
         EXPECT_EQ(connection->type(), p.type);
         EXPECT_EQ(connection->maximumChunkCount(), p.maximumChunkCount);
-        // Swift offers no batch delete, no container removal and no header rewrite here.
+        // No batch delete, container removal or header rewrite; TLS unless told otherwise.
         auto* swift = dynamic_cast<CloudOpenStack*>(connection.get());
-        EXPECT_TRUE(swift->delete_("c", QJsonArray{QJsonObject{{"name", "/a"}}}).isEmpty());
+        EXPECT_TRUE(swift->delete_("c", QJsonArray{QJsonObject{{"Name", "/a"}}}).isEmpty());
         EXPECT_FALSE(swift->removeContainers("c"));
         EXPECT_THROW(swift->header("c", "/a"), Exception::UnsupportedOperation);
-        // Secure by default: a configured "http" is replaced unless UseSsl says otherwise.
         EXPECT_EQ(swift->endpoint().scheme(), "https");
     }
-    const QMap<QString, QVariant> incomplete{{"CloudType", "Openstack"},
-                                             {"CloudId", QUuid::createUuid()},
-                                             {"Username", "u"},
-                                             {"Endpoint", "http://127.0.0.1:9/"}};
-    EXPECT_EQ(Api::CloudFactory::create(incomplete), nullptr);
 }
 
 } // namespace
