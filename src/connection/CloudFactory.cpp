@@ -7,6 +7,7 @@
 #include <NorvikCore/NorvikDebug.h>
 
 // Connection classes, one include each.
+#include "azure/CloudAzureBlob.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "openstack/CloudOpenStack.h"
 #include "storage/CloudFileSystem.h"
@@ -39,6 +40,7 @@ const QMap<Type, Maker>& makers()
 {
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
+        {Type::AzureBlob, &make<CloudAzureBlob>},
         // OpenStack Swift: the provider classes differ only in their descriptors.
         {Type::OracleCloud, &make<CloudOracle>},
         {Type::Rackspace, &make<CloudRackspace>},

@@ -12,6 +12,7 @@
 #include <QPluginLoader>
 
 // Built-in private classes, one include each.
+#include "azure/CloudAzureBlobPrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
 #include "openstack/CloudOpenStackPrivate.h"
@@ -51,6 +52,11 @@ CloudAmazonS3Private* CloudPrivateFactory::createAmazonS3(Type type)
 CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 {
     return create<CloudAmazonS3LikePrivate>(&ICloudPrivateFactoryPlugin::createAmazonS3Like, type);
+}
+
+CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
+{
+    return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
 }
 
 CloudOpenStackPrivate* CloudPrivateFactory::createOpenStack()

@@ -9,6 +9,7 @@ namespace Norvik::Cloud::Api {
 
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
+class CloudAzureBlobPrivate;
 class CloudOpenStackPrivate;
 class ICloudPrivateFactoryPlugin;
 
@@ -32,6 +33,7 @@ public:
     // Throw Exception::InternalError when the plug-in is in force and cannot be loaded.
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
+    CloudAzureBlobPrivate* createAzureBlob();
     CloudOpenStackPrivate* createOpenStack();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
