@@ -233,13 +233,9 @@ bool CloudOpenStack::removeSegments(const QString& container, const QString& pat
 
 // --- Static large objects -------------------------------------------------------------------
 
-QByteArray CloudOpenStack::beginMultipartUpload(const QString& container, const QString&,
+QByteArray CloudOpenStack::beginMultipartUpload(const QString&, const QString&,
                                                 const QMap<QString, QVariant>& metaData)
 {
-    // Nothing is sent to the storage, but the credentials are proved here (a cached token
-    // costs nothing): a refused upload then fails at its start, with its own error, rather
-    // than at its only part, whose failure the operation reports without a code.
-    d->authToken(container);
     const QByteArray id = QUuid::createUuid().toByteArray();
     OpenStackMultipartFileMetaData::instance().add(id, metaData);
     return id;

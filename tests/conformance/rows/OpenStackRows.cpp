@@ -43,6 +43,8 @@ Conformance::Row openStackRow(const QString& name, const QString& fixture,
         {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions, CloudFileMetaData::ContentEncoding,
          CloudFileMetaData::EncryptionHeader},
         {},
+        // Beginning an upload sends nothing: the refused part is the upload's last result.
+        0,
     };
 }
 
@@ -56,19 +58,25 @@ Conformance::Row openStackRow(const QString& name, const QString& fixture,
                                              {Config::OpenStack::ApiKey, QStringLiteral("testing")},
                                          };
                                      })) &&
-    Conformance::addRow(
-        openStackRow(QStringLiteral("openstack.v3"), QStringLiteral("keystone"), [](const QString& endpoint) {
-            namespace V3 = Config::OpenStack::Auth_Keystore_V3;
-            return Conformance::ConfigMap{
-                {Norvik::Cloud::Api::Config::Http::Endpoint, QUrl(endpoint + QStringLiteral("/v3"))},
-                {Config::OpenStack::AuthType, V3::Key},
-                {Config::OpenStack::Username, QStringLiteral("tester")},
-                {Config::OpenStack::ApiKey, QStringLiteral("testerpw")},
-                {V3::DomainName, QStringLiteral("Default")},
-                {V3::Region, QStringLiteral("RegionOne")},
-                {V3::UseScope::Key, true},
-                {V3::UseScope::ProjectName, QStringLiteral("swifttest")},
-            };
-        }));
+    Conformance::addRow(openStackRow(QStringLiteral("openstack.v3"), QStringLiteral("keystone"),
+                                     [](const QString& endpoint) {
+                                         namespace V3 = Config::OpenStack::Auth_Keystore_V3;
+                                         return Conformance::ConfigMap{
+                                             {Norvik::Cloud::Api::Config::Http::Endpoint,
+                                              QUrl(endpoint + QStringLiteral("/v3"))},
+                                             {Config::OpenStack::AuthType, V3::Key},
+                                             {Config::OpenStack::Username, QStringLiteral("tester")},
+                                             {Config::OpenStack::ApiKey, QStringLiteral("testerpw")},
+                                             {V3::DomainName, QStringLiteral("Default")},
+                                             {V3::Region, QStringLiteral("RegionOne")},
+                                             {V3::UseScope::Key, true},
+                                             {V3::UseScope::ProjectName, QStringLiteral("swifttest")},
+                                         };
+                                     })) &&
+    // Keystone's catalogue names the Swift address itself, so a proxy in front of the identity
+    // service would carry no data: this row is not routed. (Swift's own auth answers with an
+    // address on the host it was asked at, so the version 1 row goes through the proxy.)
+    Conformance::addRoute(QStringLiteral("openstack.v3"),
+                          [](Conformance::ConfigMap&, quint16) { return QString(); });
 
 } // namespace
