@@ -54,7 +54,7 @@ JSON
     # Theirs in segments, listed and read by us.
     (cd "$work" && sw upload --use-slo -S 5242880 --object-name s/big.bin "$c" big.bin)
     check "$auth: we list their object with its size" \
-        bash -c "'$client' --config '$work/$auth.json' ls s/ | grep -q '12000000 .* /s/big.bin\$'"
+        bash -c "'$client' --config '$work/$auth.json' ls s/ | grep -Eq '12000000 .* /?s/big.bin\$'"
     rm -f "$work/theirs.bin"
     check "$auth: we download their object" nc get /s/big.bin "$work/theirs.bin"
     check "$auth: byte for byte" cmp "$work/theirs.bin" "$work/big.bin"
