@@ -8,6 +8,7 @@
 
 // Connection classes, one include each.
 #include "azure/CloudAzureBlob.h"
+#include "backblaze/CloudBackBlaze.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "openstack/CloudOpenStack.h"
 #include "storage/CloudFileSystem.h"
@@ -68,6 +69,7 @@ const QMap<Type, Maker>& makers()
         {Type::Constant, &makeOfType<CloudAmazonS3Like>},
         {Type::Webzilla, &makeOfType<CloudAmazonS3Like>},
         {Type::Verizon, &makeOfType<CloudAmazonS3Like>},
+        {Type::BackBlaze, &make<CloudBackBlaze>},
     };
     return table;
 }

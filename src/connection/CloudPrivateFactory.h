@@ -9,6 +9,7 @@ namespace Norvik::Cloud::Api {
 
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
+class CloudBackBlazePrivate;
 class CloudAzureBlobPrivate;
 class CloudOpenStackPrivate;
 class ICloudPrivateFactoryPlugin;
@@ -33,6 +34,7 @@ public:
     // Throw Exception::InternalError when the plug-in is in force and cannot be loaded.
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
+    CloudBackBlazePrivate* createBackBlaze();
     CloudAzureBlobPrivate* createAzureBlob();
     CloudOpenStackPrivate* createOpenStack();
 

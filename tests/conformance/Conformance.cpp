@@ -145,6 +145,8 @@ int runRow(const Row& row)
             std::cerr << "the container could not be made: " << e.message().toStdString() << '\n';
             return 1;
         }
+        if (row.containerString)
+            container = row.containerString(*connection, container);
     }
     config.insert(Norvik::Cloud::OperationConfig::ContainerName, container);
     config.insert(Norvik::Cloud::OperationConfig::ChunkSize, caps.partSize);

@@ -42,8 +42,8 @@ struct Capabilities
     quint64 partSize = 0;
     // The row gives a wrong-credentials variant and the server checks credentials.
     bool checksCredentials = false;
-    // A truncated listing with a delimiter can be continued from its marker.
-    bool pagesWithDelimiter = true;
+    // A truncated listing can be continued from its marker.
+    bool pagedListings = true;
     // A range of the first byte alone brings that byte.
     bool firstByteRange = true;
     // Keys of the metadata map that survive a round trip.
@@ -78,6 +78,9 @@ struct Row
     // result closes the operation without copying its code (deliberately, as UploadMultipart
     // says). -1: wrongCredentialsCode.
     int wrongCredentialsMultipartCode = -1;
+    // The container string of the container made under that name, for a connection whose
+    // container strings are not plain names; null: the name itself.
+    std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.
