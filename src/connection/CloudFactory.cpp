@@ -10,6 +10,7 @@
 #include "azure/CloudAzureBlob.h"
 #include "backblaze/CloudBackBlaze.h"
 #include "s3/CloudAmazonS3Like.h"
+#include "openstack/CloudOpenStack.h"
 #include "storage/CloudFileSystem.h"
 #include "storage/StorageSftp.h"
 
@@ -42,6 +43,13 @@ const QMap<Type, Maker>& makers()
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
         {Type::AzureBlob, &make<CloudAzureBlob>},
+        // OpenStack Swift: the provider classes differ only in their descriptors.
+        {Type::OracleCloud, &make<CloudOracle>},
+        {Type::Rackspace, &make<CloudRackspace>},
+        {Type::Openstack, &makeOfType<CloudOpenStack>},
+        {Type::SoftLayer, &make<CloudSoftLayer>},
+        {Type::HPCloud, &make<CloudHPCloud>},
+        {Type::HPHelion, &make<CloudHPCloud>},
         // S3-compatible services that differ only in their descriptor: the plain S3
         // connection, told its type so that it finds that descriptor.
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},

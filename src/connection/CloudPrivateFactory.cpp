@@ -16,6 +16,7 @@
 #include "backblaze/CloudBackBlazePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
+#include "openstack/CloudOpenStackPrivate.h"
 #include "storage/StorageSftpPrivate.h"
 
 namespace Norvik::Cloud::Api {
@@ -68,6 +69,11 @@ StorageSftpPrivate* CloudPrivateFactory::createStorageSftp()
 CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
 {
     return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
+}
+
+CloudOpenStackPrivate* CloudPrivateFactory::createOpenStack()
+{
+    return create<CloudOpenStackPrivate>(&ICloudPrivateFactoryPlugin::createOpenStack);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

@@ -11,6 +11,7 @@ class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
 class CloudBackBlazePrivate;
 class CloudAzureBlobPrivate;
+class CloudOpenStackPrivate;
 class ICloudPrivateFactoryPlugin;
 class StorageSftpPrivate;
 
@@ -37,6 +38,7 @@ public:
     CloudBackBlazePrivate* createBackBlaze();
     StorageSftpPrivate* createStorageSftp();
     CloudAzureBlobPrivate* createAzureBlob();
+    CloudOpenStackPrivate* createOpenStack();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.

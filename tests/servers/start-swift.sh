@@ -9,7 +9,9 @@
 #   stop    stops every process by its PID file
 #   status  one line per process on stdout; exit 0 only if all run and the proxy answers
 # Env:   SWIFT_PORT (proxy, default 8080), SWIFT_BASE_PORT (default 6010: object, +1 container,
-#        +2 account), SWIFT_MEMCACHE_PORT (default 11311), CLOUDTEST_RUN (default /tmp/norvik-cloudtest)
+#        +2 account), SWIFT_MEMCACHE_PORT (default 11311), CLOUDTEST_RUN (default /tmp/norvik-cloudtest),
+#        SWIFT_KEYSTONE=1 to accept Keystone tokens too (accounts KEY_<project id>; start-keystone.sh
+#        does this for its own Swift), SWIFT_KEYSTONE_URL (default http://127.0.0.1:5000)
 # Swift: curl -H 'X-Auth-User: test:tester' -H 'X-Auth-Key: testing' http://127.0.0.1:8080/auth/v1.0
 #        other users: test2:tester2/testing2 (.admin), test:tester3/testing3 (no .admin),
 #        admin:admin/admin (.reseller_admin)
@@ -23,6 +25,11 @@ BASE="${SWIFT_BASE_PORT:-6010}"
 OBJECT_PORT=$BASE; CONTAINER_PORT=$((BASE + 1)); ACCOUNT_PORT=$((BASE + 2))
 MEMCACHE_PORT="${SWIFT_MEMCACHE_PORT:-11311}"
 DIR="$CT_RUN/swift"
+KEYSTONE="${SWIFT_KEYSTONE:-0}"
+KEYSTONE_URL="${SWIFT_KEYSTONE_URL:-http://127.0.0.1:5000}"
+# tempauth last, so that it can still claim its AUTH_ accounts beside keystoneauth's KEY_ ones.
+AUTH_PIPELINE=tempauth
+[ "$KEYSTONE" = 1 ] && AUTH_PIPELINE="authtoken keystoneauth tempauth"
 ETC="$DIR/etc"; DEVICES="$DIR/srv"; RUN="$DIR/run"; LOG="$DIR/log"
 SERVICES="memcached account container object proxy"
 ENDPOINT="http://$CT_HOST:$PROXY_PORT"
@@ -111,6 +118,9 @@ done
 
 ct_apt_install curl swift swift-proxy swift-account swift-container swift-object python3-swiftclient memcached ||
   ct_die "cannot install the Swift packages (apt-get failed, see above)"
+if [ "$KEYSTONE" = 1 ]; then
+  ct_apt_install python3-keystonemiddleware || ct_die "cannot install python3-keystonemiddleware"
+fi
 for b in swift-ring-builder swift-proxy-server swift-account-server swift-container-server swift-object-server memcached curl; do
   command -v "$b" >/dev/null || ct_die "$b not found after installing the Swift packages"
 done
@@ -121,7 +131,8 @@ for f in swift.conf proxy-server.conf account-server.conf container-server.conf 
   sed -e "s|@PROXY_PORT@|$PROXY_PORT|g" -e "s|@ACCOUNT_PORT@|$ACCOUNT_PORT|g" \
       -e "s|@CONTAINER_PORT@|$CONTAINER_PORT|g" -e "s|@OBJECT_PORT@|$OBJECT_PORT|g" \
       -e "s|@MEMCACHE_PORT@|$MEMCACHE_PORT|g" -e "s|@USER@|$USER_NAME|g" \
-      -e "s|@ETC@|$ETC|g" -e "s|@DEVICES@|$DEVICES|g" "$HERE/swift/$f" > "$ETC/$f"
+      -e "s|@ETC@|$ETC|g" -e "s|@DEVICES@|$DEVICES|g" \
+      -e "s|@AUTH_PIPELINE@|$AUTH_PIPELINE|g" -e "s|@KEYSTONE_URL@|$KEYSTONE_URL|g" "$HERE/swift/$f" > "$ETC/$f"
 done
 
 # Rings: 2^6 partitions, 1 replica, one device "d1" per ring. Rebuilt when the ports change.
