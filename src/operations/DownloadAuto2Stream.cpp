@@ -36,6 +36,8 @@ bool isFinal(int code)
 }
 
 constexpr int ShortBodyCode = 3;
+// The largest integer that a JSON number holds exactly.
+constexpr unsigned long long MaxExactCount = (1ULL << 53) - 1;
 
 } // namespace
 
@@ -112,10 +114,12 @@ QJsonDocument DownloadAuto2Stream::rangeJob(unsigned long long position, unsigne
 QJsonDocument DownloadAuto2Stream::retryJob()
 {
     const unsigned long long done = static_cast<unsigned long long>(m_device->pos() - m_start);
-    // After a whole-object first job the size is 0 and this wraps to a count past any object's
-    // end: the storage then delivers the rest, whatever its length.
     const unsigned long long position = done + m_position;
-    const unsigned long long size = m_size - done - 1;
+    // After a whole-object first job the size is 0: the rest is asked for with a count past any
+    // object's end, which the storage cuts at the end. The count stays below 2^53 so that it
+    // travels exactly in the job document; a count that wrapped around would reach the storage
+    // as garbage, and a range header it cannot read makes a server send the whole object again.
+    const unsigned long long size = m_size == 0 ? MaxExactCount - position : m_size - done - 1;
     NorvikDebug("NKC").debug() << "Retry download path:" << m_path << "position:" << position
                                << "size:" << size;
     return rangeJob(position, size);
