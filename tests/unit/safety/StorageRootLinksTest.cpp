@@ -1,6 +1,5 @@
-// Links inside a file-system storage folder never take an operation outside it: through a link
-// to a folder outside, a link to a file outside or a dangling link, every operation is refused,
-// and the folder beside the root stays exactly as it was. Links that stay inside still work.
+// Links never take a file-system storage outside its root: through a link to a folder or a
+// file outside, or a dangling one, every operation is refused and the outside stays as it was.
 
 #include "FileSystemStorageFixture.h"
 
@@ -10,8 +9,6 @@
 #include <QBuffer>
 #include <QFile>
 #include <QUuid>
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -25,12 +22,11 @@ protected:
     {
         FileSystemStorageTest::SetUp();
         writeFile("inside/own.txt", "own");
-        const QList<QPair<QString, QString>> links{{m_outside + "/etc", "dirlink"},
-                                                   {m_outside + "/etc/passwd", "filelink"},
-                                                   {m_outside + "/etc/new", "dangling"},
-                                                   {m_root + "/inside", "innerlink"}};
-        for (const auto& [target, name] : links)
-            ASSERT_TRUE(QFile::link(target, m_root + "/" + name));
+        const QString targets[] = {m_outside + "/etc", m_outside + "/etc/passwd", m_outside + "/etc/new",
+                                   "inside"};
+        const QString names[] = {"dirlink", "filelink", "dangling", "innerlink"};
+        for (int i = 0; i < 4; ++i)
+            ASSERT_TRUE(QFile::link(targets[i], m_root + "/" + names[i]));
     }
 };
 
@@ -40,29 +36,23 @@ TEST_F(StorageRootLinks, NoOperationReachesOutsideThroughALink)
     for (const QString path : {"/dirlink/passwd", "/filelink", "/dangling", "/dirlink/made/deep"}) {
         SCOPED_TRACE(path.toStdString());
         QMap<QString, QVariant> meta;
-        QByteArray sink;
-        QBuffer out(&sink);
+        QBuffer out;
         out.open(QIODevice::WriteOnly);
         QString marker;
         const std::function<void()> calls[] = {
-            [&] { m_storage.upload(QString(), path, {}, QByteArray("evil"), QUuid()); },
-            [&] { m_storage.upload(QString(), path + "/", {}, QByteArray(), QUuid()); },
-            [&] { m_storage.beginMultipartUpload(QString(), path, {}); },
-            [&] { m_storage.download(QString(), path, out, meta, QUuid()); },
-            [&] { m_storage.download(QString(), path, 0, 3, meta, QUuid()); },
-            [&] { m_storage.delete_(QString(), ListingObject(path, QDateTime(), 0, {}, {}, false).json()); },
-            [&] {
-                m_storage.delete_(QString(), ListingObject("/dirlink/", QDateTime(), 0, {}, {}, true).json());
-            },
-            [&] { m_storage.listing(QString(), "/dirlink/", marker, "/", 100); },
-            [&] { m_storage.signUrl(QString(), path, false, QDateTime::currentDateTime().addSecs(60)); },
+            [&] { m_storage.upload({}, path, {}, QByteArray("evil"), {}); },
+            [&] { m_storage.upload({}, path + "/", {}, QByteArray(), {}); },
+            [&] { m_storage.beginMultipartUpload({}, path, {}); },
+            [&] { m_storage.download({}, path, out, meta, {}); },
+            [&] { m_storage.download({}, path, 0, 3, meta, {}); },
+            [&] { m_storage.delete_({}, ListingObject(path, {}, 0, {}, {}, false).json()); },
+            [&] { m_storage.delete_({}, ListingObject("/dirlink/", {}, 0, {}, {}, true).json()); },
+            [&] { m_storage.listing({}, "/dirlink/", marker, "/", 100); },
+            [&] { m_storage.signUrl({}, path, false, QDateTime::currentDateTime().addSecs(60)); },
         };
-        int index = 0;
-        for (const auto& call : calls) {
-            SCOPED_TRACE(index++);
+        for (const auto& call : calls)
             EXPECT_TRUE(thrown<Api::Exception::InvalidArgument>(call));
-        }
-        EXPECT_TRUE(sink.isEmpty());
+        EXPECT_TRUE(out.data().isEmpty());
         EXPECT_FALSE(Api::CloudFileSystem::pathIsReadable(config(m_root), path));
         EXPECT_FALSE(Api::CloudFileSystem::pathIsModified(config(m_root), path));
     }
@@ -73,8 +63,8 @@ TEST_F(StorageRootLinks, ListingsLeaveOutLinksThatLeadOutAndLinksInsideWork)
 {
     EXPECT_EQ(listAll("", "/", 100), (QStringList{"inside/", "innerlink/"}));
     QMap<QString, QVariant> meta;
-    EXPECT_EQ(m_storage.download(QString(), "/innerlink/own.txt", 0, 2, meta, QUuid()), "own");
-    m_storage.upload(QString(), "/innerlink/more.txt", {}, QByteArray("more"), QUuid());
+    EXPECT_EQ(m_storage.download({}, "/innerlink/own.txt", 0, 2, meta, {}), "own");
+    m_storage.upload({}, "/innerlink/more.txt", {}, QByteArray("more"), {});
     EXPECT_EQ(readFile("inside/more.txt"), "more");
 }
 
