@@ -13,7 +13,12 @@ namespace NorvikTool {
 class ConfigFile
 {
 public:
+    // When "UseSsl" is absent, it follows the scheme of "Endpoint", so that an https endpoint
+    // is never used over plain http.
     static QMap<QString, QVariant> load(const QString& path, QString* error);
+    // What a storage of config's type needs and lacks, or holds in a form it cannot use, named
+    // key by key; empty when nothing is wrong. needsContainer: the command works on objects.
+    static QString problems(const QMap<QString, QVariant>& config, bool needsContainer);
     // The configuration of the embedded default: a local folder storage rooted at root.
     static QMap<QString, QVariant> fileSystem(const QString& root);
 };

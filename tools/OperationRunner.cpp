@@ -10,7 +10,11 @@ using Norvik::Cloud::IOperation;
 
 QString OperationRunner::Outcome::describe() const
 {
-    QString text = QStringLiteral("error %1: %2").arg(code).arg(message.isEmpty() ? QStringLiteral("(no message)") : message);
+    // A job that never reached a connection comes back without any reason.
+    const QString reason = !message.isEmpty() ? message
+                           : code == 0        ? QStringLiteral("the storage gave no reason (see --verbose)")
+                                              : QStringLiteral("(no message)");
+    QString text = QStringLiteral("error %1: %2").arg(code).arg(reason);
     if (!cloudError.isEmpty())
         text += QStringLiteral(" [cloud error record %1]").arg(cloudError);
     return text;

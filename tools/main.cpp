@@ -44,8 +44,12 @@ Commands:
   backup FOLDER CLOUD-PREFIX   copy a folder tree, with sizes and permissions, into storage
   restore CLOUD-PREFIX FOLDER  copy it back, setting the permissions
 
-Errors are printed as "error <code>: <message>" with the library's error code; the exit
-status is 0 on success, 1 when an operation failed, 2 on bad usage.)";
+Without "UseSsl", an https endpoint is used with TLS and an http one without. A configuration
+that lacks a key its storage needs is refused before anything is sent.
+
+Errors are printed as "error <code>: <message>" with the library's error code; the library's
+own log lines show only with --verbose. The exit status is 0 on success, 1 when an operation
+failed, 2 on bad usage or a bad configuration.)";
 
 } // namespace
 
@@ -105,8 +109,9 @@ int main(int argc, char** argv)
         QStringLiteral("BYTES"));
     const QCommandLineOption tempOption(
         QStringLiteral("temp"), QStringLiteral("Folder for temporary part files."), QStringLiteral("DIR"));
-    const QCommandLineOption verboseOption(QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
-                                           QStringLiteral("Log the library's debug lines to stderr."));
+    const QCommandLineOption verboseOption(
+        QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
+        QStringLiteral("Log the library's lines, down to debug, to stderr."));
     parser.addOptions({configOption, localOption, containerOption, rangeOption, markerOption, delimiterOption,
                        maxOption, allOption, multipartOption, chunkOption, stateOption, expiresOption,
                        sslOption, createOption, regionOption, threadsOption, memoryOption, tempOption,
@@ -118,8 +123,9 @@ int main(int argc, char** argv)
         QTextStream(stderr) << parser.helpText();
         return 2;
     }
+    // The client says what went wrong in its own words; the library's lines are for --verbose.
     NorvikDebug::setThreshold(parser.isSet(verboseOption) ? NorvikDebug::Level::Debug
-                                                          : NorvikDebug::Level::Error);
+                                                          : NorvikDebug::Level::Off);
 
     QMap<QString, QVariant> config;
     if (parser.isSet(configOption)) {
@@ -139,6 +145,15 @@ int main(int argc, char** argv)
     }
     if (parser.isSet(containerOption))
         config.insert(QStringLiteral("ContainerName"), parser.value(containerOption));
+
+    // Checked before any operation starts: the library would only refuse the connection, and
+    // the operation end with no reason.
+    const QString command = positional.first();
+    const QString problems = ConfigFile::problems(config, command != QLatin1String("containers"));
+    if (!problems.isEmpty()) {
+        QTextStream(stderr) << "norvik-cloud: " << problems << Qt::endl;
+        return 2;
+    }
 
     Commands::Options options;
     options.range = parser.value(rangeOption);
@@ -167,7 +182,6 @@ int main(int argc, char** argv)
     if (parser.isSet(tempOption))
         OperationManager::setTemporaryFileFolderPath(parser.value(tempOption));
 
-    const QString command = positional.first();
     const QStringList args = positional.mid(1);
     ProgressBar progress;
     Commands commands(config, progress, options);

@@ -39,6 +39,11 @@ bool IConnection::supportMultypartThread() const
     return m_info && m_info->supportMultipartThread();
 }
 
+quint64 IConnection::maxDeleteCount() const
+{
+    return m_info ? m_info->maxDeleteCount() : 0;
+}
+
 bool IConnection::setConfig(const QMap<QString, QVariant>& config)
 {
     const auto it = config.constFind(Norvik::Cloud::Config::Id);

@@ -109,6 +109,9 @@ public:
                            const QMap<QByteArray, QByteArray>& headers) = 0;
     virtual QString signUrl(const QString& container, const QString& path, bool useSsl,
                             const QDateTime& expires) = 0;
+    // Objects in one batch delete; 0 when this connection has no batch delete. The
+    // descriptor's value unless the connection's own settings rule batches out.
+    virtual quint64 maxDeleteCount() const;
 
 protected:
     const QSharedPointer<Info::Base>& info() const { return m_info; }

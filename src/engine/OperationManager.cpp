@@ -172,7 +172,10 @@ void OperationManager::stop()
         task->closeSockets();
     for (const auto& job : m_jobs)
         job->closeSockets();
-    m_taskSender.reset();
+    {
+        QMutexLocker lock(&m_taskSenderMutex);
+        m_taskSender.reset();
+    }
     m_taskSocket.reset();
     m_commandSocket.reset();
     m_workerSocket.reset();
@@ -204,10 +207,12 @@ void OperationManager::joinThread()
 
 void OperationManager::exec(const QUuid& id)
 {
-    if (!m_taskSender)
-        return;
     const QSharedPointer<IOperation> operation = getOperation(id);
     if (!operation)
+        return;
+    QMutexLocker lock(&m_taskSenderMutex);
+    // Gone once the engine has stopped (or never made): nothing would run the operation.
+    if (!m_taskSender)
         return;
     operation->changeState(IOperation::StateQueued, QString());
     const QByteArray message = id.toByteArray();
@@ -493,7 +498,15 @@ QSharedPointer<IOperation> OperationManager::streamTransformation(QIODevice* in,
 
 QSharedPointer<IOperation> OperationManager::adopt(IOperation* operation)
 {
-    QSharedPointer<IOperation> shared(operation);
+    // The last reference may be let go on a task thread (the client removed the operation
+    // while the thread was looking at it); a QObject is destroyed on its own thread.
+    QSharedPointer<IOperation> shared(operation, [](IOperation* doomed) {
+        const QThread* owner = doomed->thread();
+        if (owner == QThread::currentThread() || !owner || owner->isFinished())
+            delete doomed;
+        else
+            doomed->deleteLater();
+    });
     registerOperation(shared);
     return shared;
 }

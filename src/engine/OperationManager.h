@@ -159,6 +159,8 @@ private:
     std::unique_ptr<nn::socket> m_taskSender;
     std::unique_ptr<nn::socket> m_commandSocket;
     QMutex m_commandMutex;
+    // Guards m_taskSender: exec() may run on any client thread while stop() closes it.
+    QMutex m_taskSenderMutex;
     QMutex m_operationsMutex;
     QMap<QUuid, QSharedPointer<IOperation>> m_operations;
     bool m_initialised = false;

@@ -142,10 +142,13 @@ bool OperationTask::operationResult(const QUuid& operationId, const QJsonDocumen
 {
     if (result.isNull() || !result.isObject())
         return false;
-    // Informs and does not filter: the result still goes to the current operation.
+    // A late result of an operation that was removed while its jobs were out: it would put
+    // a foreign part or a foreign count into the operation this thread serves now.
     const QUuid resultId(result.object().value(JobFormat::Id).toString());
-    if (resultId != operationId)
+    if (resultId != operationId) {
         NorvikDebug("NKC").warning() << "Unknown operation handler, id:" << resultId.toString();
+        return false;
+    }
     const QSharedPointer<IOperation> operation = OperationManager::instance().getOperation(operationId);
     if (!operation) {
         NorvikDebug("NKC").warning() << "Operation is 0x00, id:" << operationId.toString();

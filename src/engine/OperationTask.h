@@ -30,8 +30,8 @@ public:
 
     // Moves the operation to state 2; false when it is not registered.
     bool onTask(const QUuid& operationId);
-    // Hands a job's result to the operation; false for a document that is no object or an
-    // operation that is gone.
+    // Hands a job's result to the operation; false for a document that is no object, a result
+    // whose "id" names another operation (dropped after a warning), or an operation that is gone.
     bool operationResult(const QUuid& operationId, const QJsonDocument& result);
     // Checks that an operation is a single-shot upload and marks it running. Kept for
     // callers outside the thread loop; the loop itself does not need it.

@@ -4,8 +4,6 @@
 #include "connection/OperationException.h"
 #include "engine/JobFormat.h"
 #include "engine/OperationConfig.h"
-#include "info/InfoBase.h"
-#include "info/InfoFactory.h"
 #include "operations/JobResult.h"
 
 #include <NorvikCore/NorvikDebug.h>
@@ -13,17 +11,6 @@
 #include <QMutexLocker>
 
 namespace Norvik::Cloud {
-
-namespace {
-
-// Objects in one batch delete of this storage; 0 when it has no batch delete.
-quint64 maxDeleteCount(const Api::IConnection& connection)
-{
-    const QSharedPointer<Info::Base> info = Info::InfoFactory::create(connection.type());
-    return info ? info->maxDeleteCount() : 0;
-}
-
-} // namespace
 
 namespace Operation {
 
@@ -72,7 +59,7 @@ QJsonDocument multipleDelete(Api::IConnection* connection, const QJsonObject& jo
     if (!connection)
         return QJsonDocument();
     NorvikDebug("NKC").debug() << "Start MultipleDelete job";
-    if (maxDeleteCount(*connection) == 0)
+    if (connection->maxDeleteCount() == 0)
         throw Api::Exception::UnsupportedOperation();
     const QJsonArray failures =
         connection->delete_(job.value(OperationConfig::ContainerName).toString(),

@@ -68,7 +68,12 @@ UploadMultipart::UploadMultipart(const QMap<QString, QVariant>& config, const QS
     }
 }
 
-UploadMultipart::~UploadMultipart() = default;
+UploadMultipart::~UploadMultipart()
+{
+    // A job still running keeps what it took from the registry; only the entries go.
+    for (auto it = m_partsOut.cbegin(); it != m_partsOut.cend(); ++it)
+        releaseBuffer(it.value(), it.key());
+}
 
 QByteArray UploadMultipart::multipartUploadInfo() const
 {
@@ -247,6 +252,14 @@ QJsonDocument UploadMultipart::uploadPart()
     if (buffer.id.isNull()) {
         if (buffer.failure.isEmpty())
             return QJsonDocument(); // no room now: asked again on the next pass
+        if (buffer.sourceConsumed) {
+            // The next part would start after bytes that no part holds: a hole in the object.
+            NorvikDebug("NKC").warning() << "UploadMultipart: the source could not be read, path:" << path()
+                                         << "message:" << buffer.failure;
+            failReading(PrepareFailedCode, QString(),
+                        tr("Error on read the upload source: %1").arg(buffer.failure), true);
+            return QJsonDocument();
+        }
         if (m_partCount == succeededParts()) {
             // Nothing is out that could free disk space or a slot: asking again would spin.
             fail(PrepareFailedCode, buffer.failure);
@@ -284,6 +297,7 @@ QJsonDocument UploadMultipart::uploadPart()
     job.insert(JobFormat::UploadMultipart::Part::BufferId, buffer.id.toString());
     job.insert(JobFormat::UploadMultipart::Path, path());
     job.insert(JobFormat::UploadMultipart::UploadInfo, QString::fromUtf8(multipartUploadInfo()));
+    m_partsOut.insert(buffer.id, buffer.type);
     ++m_partCount;
     job.insert(JobFormat::UploadMultipart::Part::PartId, static_cast<double>(m_partCount));
     const auto listed = m_listedParts.constFind(m_partCount);
@@ -296,9 +310,10 @@ UploadMultipart::Buffer UploadMultipart::fillBuffer(bool toFile)
 {
     QIODevice& source = *device();
     if (toFile) {
+        bool consumed = false;
         const TemporaryFileManager::Result added =
-            TemporaryFileManager::instance().tryAdd(static_cast<long long>(m_partSize), source);
-        return {added.first, JobFormat::BufferType::Value::File, added.second};
+            TemporaryFileManager::instance().tryAdd(static_cast<long long>(m_partSize), source, &consumed);
+        return {added.first, JobFormat::BufferType::Value::File, added.second, consumed};
     }
     return {MemoryManager::instance().tryAdd(m_partSize, source), JobFormat::BufferType::Value::Memory,
             QString()};
@@ -345,6 +360,7 @@ void UploadMultipart::uploadPartResult(const QJsonObject& result)
                 << "UploadMultipart::uploadPartResult: temporary file object is invalid";
         TemporaryFileManager::instance().remove(bufferId);
     }
+    m_partsOut.remove(bufferId);
     ++m_finishedParts;
 
     const auto partId = result.value(JobFormat::UploadMultipart::Part::PartId).toVariant().value<quint64>();

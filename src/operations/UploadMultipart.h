@@ -3,6 +3,7 @@
 #include "operations/IUpload.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QJsonObject>
 #include <QMap>
 #include <QMutex>
@@ -78,6 +79,8 @@ private:
         QString type;
         // Set when the buffer can never be had; a null id without it means "ask again later".
         QString failure;
+        // The failure came after bytes were taken from the source: a read failure of it.
+        bool sourceConsumed = false;
     };
     Buffer fillBuffer(bool toFile);
     static qint64 bufferSize(const QString& type, const QUuid& id);
@@ -110,6 +113,9 @@ private:
     QMap<unsigned long long, QByteArray> m_results;
     // Part number to part object: what the service already held when the upload continued.
     QMap<unsigned int, QJsonObject> m_listedParts;
+    // Buffer id to buffer type of the parts out; what is left here when the operation goes
+    // (removed while parts were in flight) is freed then.
+    QHash<QUuid, QString> m_partsOut;
 };
 
 } // namespace Operation

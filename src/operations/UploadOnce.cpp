@@ -45,7 +45,16 @@ UploadOnce::UploadOnce(const QMap<QString, QVariant>& config, const QString& pat
 {
 }
 
-UploadOnce::~UploadOnce() = default;
+UploadOnce::~UploadOnce()
+{
+    if (m_stage != StageSent)
+        return;
+    // The job keeps what it already took from the registry; only the entry goes.
+    if (m_sentType == JobFormat::BufferType::Value::File)
+        TemporaryFileManager::instance().remove(m_sentId);
+    else
+        MemoryManager::instance().remove(m_sentId);
+}
 
 QJsonDocument UploadOnce::makeJobPrivate()
 {
@@ -105,6 +114,8 @@ QJsonDocument UploadOnce::uploadOnce()
     }
 
     m_stage = StageSent;
+    m_sentId = buffer.id;
+    m_sentType = buffer.type;
     QJsonObject job = createJob(JobFormat::UploadOnce::Type);
     job.insert(JobFormat::UploadOnce::BufferId, buffer.id.toString());
     job.insert(JobFormat::UploadOnce::BufferType, buffer.type);

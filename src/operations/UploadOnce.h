@@ -57,6 +57,10 @@ private:
     void fail(int code, const QString& cloudError, const QString& message);
 
     int m_stage = StageFilling;
+    // The buffer of the job that is out; freed by its result, or with the operation when the
+    // client removed it before the result came.
+    QUuid m_sentId;
+    QString m_sentType;
     // A source of unknown length, read whole once and kept while no buffer can be had.
     QByteArray m_pending;
     bool m_pendingRead = false;

@@ -344,6 +344,11 @@ QJsonArray CloudAmazonS3Like::delete_(const QString&, const QJsonArray&)
     throw Exception::UnsupportedOperation();
 }
 
+quint64 CloudAmazonS3Like::maxDeleteCount() const
+{
+    return d->signature() == Info::AmazonS3Like::V2 ? 0 : CloudHttp::maxDeleteCount();
+}
+
 QJsonArray CloudAmazonS3Like::deleteMultiple(const QString& bucket, const QJsonArray& objects)
 {
     QUrlQuery query;

@@ -87,6 +87,8 @@ public:
     void setEndpoint(const QUrl& endpoint) override;
     QUrl defaultEndpoint() const override;
     virtual QList<Info::AmazonS3Like::Signature> supportSignature() const;
+    // 0 with signature version 2, which the batch delete is not used with.
+    quint64 maxDeleteCount() const override;
     // Deletes up to the descriptor's maxDeleteCount() objects in one request; returns the
     // objects that stayed, as delete error objects.
     virtual QJsonArray deleteMultiple(const QString& bucket, const QJsonArray& objects);

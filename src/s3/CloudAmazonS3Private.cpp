@@ -1,5 +1,7 @@
 #include "s3/CloudAmazonS3Private.h"
 
+#include "info/AmazonS3Info.h"
+
 #include <NorvikCore/Hash.h>
 
 #include <QLocale>
@@ -86,7 +88,9 @@ bool CloudAmazonS3Private::checkS3AccelerateConfig() const
 
 Info::RegionMap CloudAmazonS3Private::regions()
 {
-    return cloudInfo()->regions(false);
+    // Amazon's own list, whatever partition the descriptor is for: the China partition's
+    // host already names its region, which must not come twice.
+    return Info::AmazonS3().regions(false);
 }
 
 } // namespace Norvik::Cloud::Api

@@ -123,6 +123,46 @@ bool isInside(const QString& path, const QString& root, bool rootItself)
     return clean.startsWith(root) && clean.size() > root.size();
 }
 
+// Where a local path really leads: every link followed, a dangling one too (a write would
+// create its target), with the part that does not exist yet appended as it stands. Empty for
+// a loop of links.
+QString resolvedPath(const QString& path)
+{
+    constexpr int MaxLinks = 40;
+    QString current = QDir::cleanPath(path);
+    QStringList missing;
+    for (int links = 0; links <= MaxLinks;) {
+        const QFileInfo info(current);
+        if (info.exists()) {
+            missing.prepend(info.canonicalFilePath());
+            return QDir::cleanPath(missing.join(QDir::separator()));
+        }
+        if (info.isSymLink()) {
+            current = QDir::cleanPath(info.symLinkTarget());
+            ++links;
+            continue;
+        }
+        const QString parent = info.path();
+        if (parent == current)
+            return QString();
+        missing.prepend(info.fileName());
+        current = parent;
+    }
+    return QString();
+}
+
+// Whether a local path, links resolved, stays at or below the root.
+bool leadsInside(const QString& path, const QString& root)
+{
+    const QString real = resolvedPath(path);
+    QString realRoot = QFileInfo(root).canonicalFilePath();
+    if (real.isEmpty() || realRoot.isEmpty())
+        return false;
+    if (!realRoot.endsWith(QDir::separator()))
+        realRoot += QDir::separator();
+    return real + QDir::separator() == realRoot || real.startsWith(realRoot);
+}
+
 bool isEmptyDir(const QString& path)
 {
     return QDir(path)
@@ -293,6 +333,8 @@ QJsonDocument CloudFileSystem::listing(const QString& container, const QString& 
                                          QStringLiteral("marker"));
 
     const QString root = rootPath();
+    if (prefix.endsWith(QDir::separator()))
+        confine(root + prefix, prefix);
     QSharedPointer<FSIterator> walk =
         FSListingIterator::instance().take(FSIterator::makeKey(root, prefix, delimiter, marker));
     if (!walk)
@@ -304,6 +346,10 @@ QJsonDocument CloudFileSystem::listing(const QString& container, const QString& 
         if (path.isEmpty())
             continue;
         const QFileInfo info(path);
+        // The walk itself never follows links; a link that leads outside is no object of
+        // this storage, and what it points at is not to be looked at.
+        if (info.isSymLink() && !leadsInside(path, root))
+            continue;
         // A recursive listing implies a folder by the files below it, so it shows only empty
         // ones.
         if (info.isDir() && delimiter.isEmpty() && !isEmptyDir(path))
@@ -337,6 +383,7 @@ QJsonObject CloudFileSystem::upload(const QString& container, const QString& pat
 
     if (target.isFolder()) {
         const QString createPath = QStringLiteral(".%1").arg(target.url.toLocalFile());
+        confine(rootDir().absoluteFilePath(createPath), path);
         if (!rootDir().mkpath(createPath)) {
             log().error() << "Error on create empty folder:"
                           << "destination:" << path << "create path:" << createPath;
@@ -469,6 +516,7 @@ bool CloudFileSystem::delete_(const QString& container, const QJsonObject& objec
             throw Exception::InvalidArgument(QByteArray(), tr("The storage folder itself cannot be deleted"),
                                              name);
         const QString folder = dir.absolutePath();
+        confine(folder, name);
         if (!isEmptyDir(folder)) {
             log().error() << "removed directory not empty:" << folder;
             throw operationError(tr("Removed path is directory and not empty"));
@@ -483,10 +531,12 @@ bool CloudFileSystem::delete_(const QString& container, const QJsonObject& objec
     }
 
     const CloudPath target(name);
+    // Also a link that leads out, though only its entry would go: it is no object here.
+    confine(dir.absoluteFilePath(QStringLiteral(".%1").arg(target.url.toLocalFile())), name);
     const bool folderFound = dir.cd(target.relativeDirectory());
     const QString filePath = dir.absolutePath() + QDir::separator() + target.fileName;
     const QFileInfo info(filePath);
-    // A dangling link is an entry of the listing too, and can be removed.
+    // A dangling link that stays inside is an entry of the listing too, and can be removed.
     if (!folderFound || (!info.exists() && !info.isSymLink())) {
         log().error() << "Removed file not exist path:" << filePath;
         throw Exception::NoContent();
@@ -577,6 +627,8 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
         throw operationError(tr("Multipart upload destination file not exist"));
     }
 
+    // The destination may have been replaced by a link since the upload began.
+    confine(filePath, path);
     QFile file(filePath);
     if (!file.open(QIODevice::ReadWrite)) {
         const QString message = errorText(file, "Multipart upload destination file, error open");
@@ -675,6 +727,7 @@ QString CloudFileSystem::signUrl(const QString& container, const QString& path, 
     if (url != m_root && !m_root.isParentOf(url))
         throw Exception::InvalidArgument(QByteArray(),
                                          tr("The path leads outside the storage folder: %1").arg(path), path);
+    confine(url.toLocalFile(), path);
     return QString::fromLatin1(url.toEncoded(QUrl::FullyEncoded));
 }
 
@@ -692,6 +745,8 @@ bool CloudFileSystem::pathIsReadable(const QMap<QString, QVariant>& config, cons
         log().warning() << "File system storage:" << refused.message();
         return false;
     }
+    if (!leadsInside(root + path, root))
+        return false;
     const QFileInfo target(root + path);
     if (!target.exists())
         return true;
@@ -713,6 +768,8 @@ bool CloudFileSystem::pathIsModified(const QMap<QString, QVariant>& config, cons
         log().warning() << "File system storage:" << refused.message();
         return false;
     }
+    if (!leadsInside(root + path, root))
+        return false;
     const QFileInfo target(root + path);
     if (!target.exists())
         return true;
@@ -737,6 +794,8 @@ QString CloudFileSystem::prepareDestination(const QString& path) const
     const CloudPath target(path);
     QDir dir = rootDir();
     const QString folder = target.relativeDirectory();
+    // Before anything is made: a link on the way would have the folders made outside.
+    confine(dir.absoluteFilePath(folder), path);
     if (!dir.mkpath(folder)) {
         log().error() << "Error on create destination path:"
                       << "destination:" << path << "create path:" << folder;
@@ -748,6 +807,8 @@ QString CloudFileSystem::prepareDestination(const QString& path) const
     if (!isInside(filePath, rootPath(), false))
         throw Exception::InvalidArgument(QByteArray(),
                                          tr("The path leads outside the storage folder: %1").arg(path), path);
+    // The file itself may be a link, dangling or not.
+    confine(filePath, path);
     return filePath;
 }
 
@@ -755,6 +816,7 @@ QString CloudFileSystem::existingFile(const QString& path) const
 {
     const CloudPath target(path);
     QDir dir = rootDir();
+    confine(dir.absoluteFilePath(QStringLiteral(".%1").arg(target.url.toLocalFile())), path);
     const bool folderFound = dir.cd(target.relativeDirectory());
     const QString filePath = dir.absolutePath() + QDir::separator() + target.fileName;
     if (!folderFound || !QFile::exists(filePath)) {
@@ -799,6 +861,16 @@ void CloudFileSystem::copyFile2Stream(const FileAutoDeleter& source, QIODevice& 
         file.unmap(data);
         copied += span;
     }
+}
+
+void CloudFileSystem::confine(const QString& local, const QString& path) const
+{
+    if (leadsInside(local, rootPath()))
+        return;
+    log().warning() << "File system storage: the path leads outside the storage folder:" << path
+                    << "local path:" << local;
+    throw Exception::InvalidArgument(QByteArray(),
+                                     tr("The path leads outside the storage folder: %1").arg(path), path);
 }
 
 void CloudFileSystem::removePath(const QString& path) const

@@ -99,6 +99,9 @@ private:
     void copyFile2Stream(const FileAutoDeleter& file, QIODevice& out, qint64 position, qint64 size,
                          const QUuid& operationId) const;
     void removePath(const QString& path) const;
+    // Throws InvalidArgument for a local path that really leads outside the root, through a
+    // link on the way or at its end; path is the cloud path named in the message.
+    void confine(const QString& local, const QString& path) const;
 
     QUrl m_root;
 };

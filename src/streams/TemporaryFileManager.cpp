@@ -57,8 +57,11 @@ TemporaryFileManager::~TemporaryFileManager()
         QDir().rmdir(m_folder);
 }
 
-TemporaryFileManager::Result TemporaryFileManager::tryAdd(long long size, QIODevice& device)
+TemporaryFileManager::Result TemporaryFileManager::tryAdd(long long size, QIODevice& device,
+                                                          bool* sourceConsumed)
 {
+    if (sourceConsumed)
+        *sourceConsumed = false;
     QMutexLocker lock(&m_mutex);
     if (size < 0)
         return {QUuid(), QStringLiteral("Error on create temporary chunk file: invalid size %1").arg(size)};
@@ -103,6 +106,8 @@ TemporaryFileManager::Result TemporaryFileManager::tryAdd(long long size, QIODev
                 copier.errorString().isEmpty() ? file->errorString() : copier.errorString();
             NorvikDebug("NKC").warning()
                 << "Error copy to temporary file, path:" << file->fileName() << "message:" << message;
+            if (sourceConsumed)
+                *sourceConsumed = true;
             return {QUuid(), QStringLiteral("%1 %2").arg(
                                  QStringLiteral("Error on copy to temporary chunk file:"), message)};
         }

@@ -32,8 +32,10 @@ public:
     static TemporaryFileManager& instance();
 
     // Copies up to size bytes of device into a new temporary file. Exceptions thrown by the
-    // device pass through.
-    Result tryAdd(long long size, QIODevice& device);
+    // device pass through. Every failure text but one comes before anything is read; when
+    // the copy itself fails, the source has moved on and sourceConsumed (if given) is set:
+    // asking again would skip the bytes already taken.
+    Result tryAdd(long long size, QIODevice& device, bool* sourceConsumed = nullptr);
     // Registers the caller's device itself, uncopied; size below 1 means a length that is
     // learnt by reading. Not bounded by the number of job threads.
     Result tryAddFake(long long size, QIODevice* device);

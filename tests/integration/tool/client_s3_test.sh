@@ -60,5 +60,13 @@ out="$("$client" --config "$work/bad.json" ls 2>&1)"; rc=$?
 check "wrong secret fails with status 1" test $rc -eq 1
 check "wrong secret reports the signature error" grep -q 'error 9: ' <<<"$out"
 
+# Without "UseSsl" the endpoint's scheme decides: https means TLS, which this plain-http server
+# refuses, so nothing goes out in the clear; http still works.
+sed -e 's/"UseSsl": false, //' -e 's#"http://#"https://#' "$work/s3-V4.json" > "$work/https.json"
+"$client" --config "$work/https.json" ls >/dev/null 2>&1; rc=$?
+check "https endpoint is never used over plain http" test $rc -eq 1
+sed 's/"UseSsl": false, //' "$work/s3-V4.json" > "$work/http.json"
+check "http endpoint without UseSsl works" "$client" --config "$work/http.json" ls
+
 echo "$passes passed, $failures failed"
 test $failures -eq 0

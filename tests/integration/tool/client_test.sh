@@ -48,6 +48,8 @@ out="$(nc get /set1/missing "$work/missing" 2>&1)"; rc=$?
 check "missing object fails with status 1" test $rc -eq 1
 check "failure prints the library's error code" grep -q 'error [0-9]\+: ' <<<"$out"
 check "failed download leaves no file" test ! -e "$work/missing"
+check "library log lines only with --verbose" test "$(grep -c '\[NKC\]' <<<"$out")" -eq 0
+check "--verbose shows the library's lines" bash -c "'$client' --local '$work/storage' -v get /set1/missing '$work/m' 2>&1 | grep -q '\[NKC\] ERROR'"
 nc frobnicate >/dev/null 2>&1; rc=$?
 check "unknown command gives status 2" test $rc -eq 2
 nc get /only-one-arg >/dev/null 2>&1; rc=$?
@@ -55,6 +57,20 @@ check "wrong argument count gives status 2" test $rc -eq 2
 echo '{"CloudType": "NoSuchCloud"}' > "$work/bad.json"
 "$client" --config "$work/bad.json" ls >/dev/null 2>&1; rc=$?
 check "bad configuration gives status 2" test $rc -eq 2
+# Configurations that lack a key or hold a wrong value are named before anything is sent.
+while IFS='|' read -r json named; do
+    echo "$json" > "$work/incomplete.json"
+    out="$("$client" --config "$work/incomplete.json" ls 2>&1)"; rc=$?
+    check "refused with status 2: $json" test $rc -eq 2
+    check "names $named: $json" grep -qF "$named" <<<"$out"
+done <<'CASES'
+{"CloudType": "FileSystem"}|"Path"
+{"CloudType": "S3Compatible", "Endpoint": "http://127.0.0.1:9", "SecretKey": "s", "ContainerName": "b"}|"AccessKey"
+{"CloudType": "S3Compatible", "AccessKey": "a", "SecretKey": "s", "ContainerName": "b"}|"Endpoint"
+{"CloudType": "S3Compatible", "Endpoint": "http://127.0.0.1:9", "AccessKey": "a", "SecretKey": "s"}|"ContainerName"
+{"CloudType": "S3Compatible", "Endpoint": "127.0.0.1:9", "AccessKey": "a", "SecretKey": "s", "ContainerName": "b"}|"Endpoint" must be
+{"CloudType": "AmazonS3", "AccessKey": "a", "SecretKey": "s", "ContainerName": "b", "Signature": "v4"}|"Signature" must be
+CASES
 help="$("$client" --help)"
 for command in put get ls rm multi-rm mkdir sign containers check backup restore; do
     check "--help explains $command" grep -q "^  $command" <<<"$help"
