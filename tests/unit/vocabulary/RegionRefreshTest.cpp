@@ -133,21 +133,6 @@ const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new Region
 
 } // namespace
 
-TEST(RegionListDownload, GoodListReplacesTheFetchedOne)
-{
-    g_server->answer("/good.xml", 200, regionList({QStringLiteral("us-east-1"), QStringLiteral("xx-new-7")}));
-    S3LikeRegionListUpdater updater(g_server->url(QStringLiteral("/good.xml")),
-                                    QStringLiteral(":regions.s3.xml"));
-    ASSERT_TRUE(updater.reload());
-    const RegionMap expected{
-        {QStringLiteral("us-east-1"), {QStringLiteral("Region us-east-1"), QStringLiteral("s3")}},
-        {QStringLiteral("xx-new-7"), {QStringLiteral("Region xx-new-7"), QStringLiteral("s3.xx-new-7")}},
-    };
-    EXPECT_EQ(updater.regions(), expected);
-    EXPECT_EQ(updater.defaultRegions().size(), 28);
-    EXPECT_EQ(updater.currentRegions(false), expected);
-}
-
 // Every way a download can fail leaves no fetched list behind, also when one was there.
 TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
 {
@@ -173,21 +158,6 @@ TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
         EXPECT_TRUE(updater.regions().isEmpty()) << what;
         EXPECT_EQ(updater.defaultRegions().size(), 13) << what;
     }
-}
-
-TEST(RegionListDownload, UnreachableServiceGivesFalse)
-{
-    int closedPort = 0;
-    {
-        RegionListServer gone;
-        closedPort = gone.port();
-    }
-    S3LikeRegionListUpdater updater(
-        QStringLiteral("http://127.0.0.1:%1/lists/AmazonS3Regions.xml").arg(closedPort),
-        QStringLiteral(":regions.s3.xml"));
-    EXPECT_FALSE(updater.reload());
-    EXPECT_TRUE(updater.regions().isEmpty());
-    EXPECT_EQ(updater.currentRegions(true).size(), 28);
 }
 
 // Job threads have no event loop of their own, and several may ask at once: one download serves
