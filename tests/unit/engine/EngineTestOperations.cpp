@@ -63,15 +63,7 @@ QJsonDocument HoldingOperation::makeJob()
 
 void HoldingOperation::resultJob(const QJsonDocument& result)
 {
-    QMutexLocker lock(&m_mutex);
-    m_results.append(result.object());
-    ++m_resultCount;
-}
-
-QVector<QJsonObject> HoldingOperation::results() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_results;
+    Q_UNUSED(result);
 }
 
 QSet<QThread*> HoldingOperation::servingThreads() const
