@@ -1,4 +1,3 @@
-#include <NorvikCore/FileInfo.h>
 #include <NorvikCore/Preallocate.h>
 #include <NorvikCore/StreamCopy.h>
 #include <NorvikCore/StringFilters.h>
@@ -28,7 +27,9 @@ TEST(Preallocate, ClaimsTheSpaceOfAnOpenFile)
     QTemporaryFile file;
     ASSERT_TRUE(file.open());
     ASSERT_TRUE(preallocateFile(file.handle(), 3 * 1024 * 1024 + 7));
-    struct stat st {};
+    struct stat st
+    {
+    };
     ASSERT_EQ(::fstat(file.handle(), &st), 0);
     EXPECT_EQ(st.st_size, 3 * 1024 * 1024 + 7);
     EXPECT_GE(static_cast<long long>(st.st_blocks) * 512, 3 * 1024 * 1024);
@@ -80,28 +81,6 @@ TEST(StreamCopy, CopiesExactlyTheCountAskedFromTheCurrentPosition)
     EXPECT_EQ(target, source.mid(123));
 }
 
-TEST(StreamCopy, RefusesUnusableDevicesWithAMessage)
-{
-    QByteArray data("abc");
-    QBuffer closed(&data);
-    QByteArray target;
-    QBuffer out(&target);
-    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-    StreamCopy copy(16);
-    EXPECT_EQ(copy.exec(out, closed, 3), 0);
-    EXPECT_FALSE(copy.errorString().isEmpty());
-
-    QBuffer in(&data);
-    ASSERT_TRUE(in.open(QIODevice::ReadOnly));
-    QBuffer readOnlyOut(&target);
-    ASSERT_TRUE(readOnlyOut.open(QIODevice::ReadOnly));
-    EXPECT_EQ(copy.exec(readOnlyOut, in, 3), 0);
-    EXPECT_FALSE(copy.errorString().isEmpty());
-
-    EXPECT_EQ(copy.exec(out, in, -5), 0);
-    EXPECT_TRUE(target.isEmpty());
-}
-
 // A source that throws the way the application's file readers do when a file is deleted.
 class VanishingSource : public QIODevice
 {
@@ -144,49 +123,6 @@ TEST(StreamCopy, PassesTheSourcesExceptionsThrough)
         EXPECT_STREQ(e.what(), e.message().toUtf8().constData());
     }
     EXPECT_EQ(target.size(), 5000);
-}
-
-TEST(SourceFileExceptions, AreCaughtThroughTheirBases)
-{
-    auto thrower = [](int which) {
-        if (which == 0)
-            throw Norvik::Stream::Exception::SourceFileModified(QStringLiteral("/a"));
-        throw Norvik::Stream::Exception::UnsupportedOperation(QStringLiteral("seek on a pipe"));
-    };
-    EXPECT_THROW(thrower(0), Norvik::Stream::Exception::SourceFileBase);
-    EXPECT_THROW(thrower(1), Norvik::Exception::Base);
-    try {
-        thrower(1);
-    } catch (const std::exception& e) {
-        EXPECT_STREQ(e.what(), "seek on a pipe");
-    }
-}
-
-TEST(FileInfo, ReadsSizeModeAndSuffix)
-{
-    const QString dir = NorvikTest::scratchDir(QStringLiteral("fileinfo"));
-    const QString path = dir + QStringLiteral("/report.final.HTML");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("hello");
-    file.close();
-    ASSERT_EQ(::chmod(path.toLocal8Bit().constData(), 0640), 0);
-
-    const Norvik::Core::FS::FileInfo info(path);
-    EXPECT_TRUE(info.exists());
-    EXPECT_TRUE(info.isFile());
-    EXPECT_FALSE(info.isDir());
-    EXPECT_EQ(info.size(), 5);
-    EXPECT_EQ(info.mode(), 0640u);
-    EXPECT_EQ(info.suffix(), QStringLiteral("HTML"));
-    EXPECT_EQ(info.fileName(), QStringLiteral("report.final.HTML"));
-    EXPECT_EQ(info.permissions(), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup);
-
-    const Norvik::Core::FS::FileInfo missing(dir + QStringLiteral("/nothing"));
-    EXPECT_FALSE(missing.exists());
-    EXPECT_EQ(missing.size(), 0);
-    EXPECT_TRUE(Norvik::Core::FS::FileInfo(dir).isDir());
-    EXPECT_TRUE(Norvik::Core::FS::FileInfo(dir + QStringLiteral("/noext")).suffix().isEmpty());
 }
 
 TEST(StringFilters, EscapesQuotesAndBackslashes)

@@ -1,6 +1,4 @@
-#include <NorvikCore/GlobalConfig.h>
 #include <NorvikCore/Hash.h>
-#include <NorvikCore/Version.h>
 
 #include "TestSupport.h"
 
@@ -16,13 +14,16 @@ using Norvik::Core::Hash::Digest;
 
 TEST(Digest, MatchesKnownDigestsAndQtsOwn)
 {
-    EXPECT_EQ(Digest::hash(QByteArray(), Algorithm::Md5).toBase64(), QByteArray(Norvik::Core::Hash::EmptyMd5_Base64));
+    EXPECT_EQ(Digest::hash(QByteArray(), Algorithm::Md5).toBase64(),
+              QByteArray(Norvik::Core::Hash::EmptyMd5_Base64));
     EXPECT_EQ(Digest::hash("abc", Algorithm::Sha256).toHex(),
               QByteArray("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
-    EXPECT_EQ(Digest::hash("abc", Algorithm::Sha1).toHex(), QByteArray("a9993e364706816aba3e25717850c26c9cd0d89d"));
+    EXPECT_EQ(Digest::hash("abc", Algorithm::Sha1).toHex(),
+              QByteArray("a9993e364706816aba3e25717850c26c9cd0d89d"));
 
     const QByteArray data = NorvikTest::randomBytes(3 * 1024 * 1024 + 11, 3);
-    EXPECT_EQ(Digest::hash(data, Algorithm::Sha256), QCryptographicHash::hash(data, QCryptographicHash::Sha256));
+    EXPECT_EQ(Digest::hash(data, Algorithm::Sha256),
+              QCryptographicHash::hash(data, QCryptographicHash::Sha256));
     EXPECT_EQ(Digest::hash(data, Algorithm::Md5), QCryptographicHash::hash(data, QCryptographicHash::Md5));
 }
 
@@ -43,32 +44,6 @@ TEST(Digest, ReadsDevicesWithALimitAndCanBeReused)
 
     QBuffer closed(&data);
     EXPECT_EQ(digest.addData(closed), -1);
-}
-
-TEST(GlobalConfig, InstalledSubclassReplacesOnlyWhatItOverrides)
-{
-    class Custom : public Norvik::Core::GlobalConfig
-    {
-    public:
-        int lowSpeedTime() const override { return 7; }
-        bool useCustomCloudPlugin() const override { return true; }
-    };
-    Norvik::Core::GlobalConfig::install(new Custom);
-    EXPECT_EQ(Norvik::Core::GlobalConfig::instance().lowSpeedTime(), 7);
-    EXPECT_TRUE(Norvik::Core::GlobalConfig::instance().useCustomCloudPlugin());
-    EXPECT_TRUE(Norvik::Core::GlobalConfig::instance().sslVerifyPeer());
-
-    Norvik::Core::GlobalConfig::install(nullptr);
-    EXPECT_EQ(Norvik::Core::GlobalConfig::instance().lowSpeedTime(), 60);
-    EXPECT_FALSE(Norvik::Core::GlobalConfig::instance().useCustomCloudPlugin());
-    NorvikTest::installFastRetries();
-}
-
-TEST(Version, HasMajorMinorAndMicro)
-{
-    const QVersionNumber version = Norvik::Core::Version::number();
-    EXPECT_EQ(version.segmentCount(), 3);
-    EXPECT_GE(version.majorVersion(), 1);
 }
 
 } // namespace
