@@ -110,48 +110,4 @@ TEST_F(JobThreadConnection, ConnectionIsKeptWhileTheCloudIdStays)
     EXPECT_EQ(m_log.count({QStringLiteral("Do exec...")}), 3);
 }
 
-TEST_F(JobThreadConnection, RefusedConfigurationComesBackAsAFailureWithCodeZero)
-{
-    const QUuid kept = QUuid::createUuid();
-    EXPECT_EQ(run(config(kept, m_rootA, QStringLiteral("before")))->state(), IOperation::StateComplete);
-    const int before = connectionsMade();
-
-    // An unknown type: the held connection is dropped, and no new one can be made.
-    QMap<QString, QVariant> unknownType = config(QUuid::createUuid(), m_rootA, QStringLiteral("never"));
-    unknownType.insert(Config::Type, QStringLiteral("NoSuchCloud"));
-    auto operation = run(unknownType);
-    EXPECT_EQ(operation->state(), IOperation::StateError);
-    EXPECT_EQ(operation->errorCode(), 0);
-    EXPECT_TRUE(operation->errorMessage().isEmpty());
-    EXPECT_FALSE(operation->lastResult().contains(JobFormat::Result::Status::Key));
-    EXPECT_FALSE(has(m_rootA, QStringLiteral("never")));
-
-    // Without "CloudId" no connection is made either.
-    QMap<QString, QVariant> noId = config(QUuid(), m_rootA, QStringLiteral("never2"));
-    noId.remove(Config::Id);
-    operation = run(noId);
-    EXPECT_EQ(operation->state(), IOperation::StateError);
-    EXPECT_EQ(operation->errorCode(), 0);
-    EXPECT_FALSE(has(m_rootA, QStringLiteral("never2")));
-
-    // The job thread lives on; the earlier id needs a new connection now.
-    operation = run(config(kept, m_rootB, QStringLiteral("after")));
-    EXPECT_EQ(operation->state(), IOperation::StateComplete);
-    EXPECT_TRUE(has(m_rootB, QStringLiteral("after")));
-    EXPECT_EQ(connectionsMade(), before + 3);
-    EXPECT_EQ(m_log.count({QStringLiteral("OperationJob: stopped:")}), 0);
-}
-
-TEST_F(JobThreadConnection, ConnectionFailureReachesTheClientAsItsCode)
-{
-    // The file system storage refuses paths that lead out of its root.
-    const auto operation = run(config(QUuid::createUuid(), m_rootA, QStringLiteral("../outside")));
-    EXPECT_EQ(operation->state(), IOperation::StateError);
-    EXPECT_EQ(operation->errorCode(), OperationJob::ErrorInvalidRequest);
-    EXPECT_FALSE(operation->errorMessage().isEmpty());
-    EXPECT_EQ(operation->lastResult().value(JobFormat::Result::Status::Key).toString(),
-              QStringLiteral("Error"));
-    EXPECT_FALSE(QFile::exists(QDir(m_rootA).filePath(QStringLiteral("../outside"))));
-}
-
 } // namespace
