@@ -84,28 +84,6 @@ TEST_F(ClientNetworkTest, ReadDeviceFeedsAnUploadThatTheCallerSwitchesOn)
     EXPECT_EQ(server.requests().at(0).body, file);
 }
 
-TEST_F(ClientNetworkTest, WithoutUploadSwitchTheReadDeviceIsNotUsed)
-{
-    QBuffer read;
-    read.setData("never sent");
-    read.open(QIODevice::ReadOnly);
-    auto request = client.createRequest(server.url("/f"), &read, nullptr, nullptr, QUuid());
-    const Outcome outcome = performRequest(*request);
-    ASSERT_EQ(outcome.code, 0) << outcome.message;
-    ASSERT_EQ(server.requestCount(), 1);
-    EXPECT_EQ(server.requests().at(0).method, QByteArray("GET"));
-    EXPECT_EQ(read.pos(), 0);
-}
-
-TEST_F(ClientNetworkTest, UnusableAddressGivesNoRequest)
-{
-    EXPECT_FALSE(client.createRequest(QUrl(), nullptr, nullptr, nullptr, QUuid()));
-    EXPECT_FALSE(
-        client.createRequest(QUrl(QStringLiteral("no-scheme-here")), nullptr, nullptr, nullptr, QUuid()));
-    EXPECT_FALSE(client.createRequest(QUrl(QStringLiteral("sftp:///path-without-host")), nullptr, nullptr,
-                                      nullptr, QUuid()));
-}
-
 TEST_F(ClientNetworkTest, ProxyIsUsedOnlyWhenSwitchedOnAndTunnels)
 {
     ScriptedHttpServer proxy;

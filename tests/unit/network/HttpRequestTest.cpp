@@ -51,27 +51,6 @@ protected:
     ScriptedHttpServer server;
 };
 
-TEST_F(HttpRequestTest, FinishedCarriesTheDocument)
-{
-    server.setHandler([](const ScriptedHttpServer::Request&) {
-        return ScriptedHttpServer::Response::ok("<RegionList><Regions/></RegionList>");
-    });
-    HttpRequest request(server.url("/regions/s3.xml"));
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    QCoreApplication::processEvents(); // a second emission would show now
-
-    EXPECT_EQ(outcomes.finished, 1);
-    EXPECT_EQ(outcomes.errors, 0);
-    EXPECT_TRUE(request.isFinished());
-    EXPECT_FALSE(request.hasError());
-    EXPECT_EQ(request.status(), 200);
-    EXPECT_EQ(request.data(), QByteArray("<RegionList><Regions/></RegionList>"));
-    ASSERT_EQ(server.requestCount(), 1);
-    EXPECT_EQ(server.requests().at(0).method, QByteArray("GET"));
-    EXPECT_EQ(server.requests().at(0).target, QByteArray("/regions/s3.xml"));
-}
-
 TEST_F(HttpRequestTest, OutcomeWaitsForTheEventLoopSoThatLateConnectionsGetIt)
 {
     server.setHandler(
@@ -91,52 +70,6 @@ TEST_F(HttpRequestTest, OutcomeWaitsForTheEventLoopSoThatLateConnectionsGetIt)
     EXPECT_EQ(request.data(), QByteArray("done"));
 }
 
-TEST_F(HttpRequestTest, ErrorStatusIsAnErrorNamingTheStatus)
-{
-    server.setHandler([](const ScriptedHttpServer::Request&) {
-        return ScriptedHttpServer::Response::make(404, "<Error>NoSuchKey</Error>");
-    });
-    HttpRequest request(server.url("/missing.xml"));
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    EXPECT_EQ(outcomes.errors, 1);
-    EXPECT_EQ(outcomes.finished, 0);
-    EXPECT_TRUE(request.hasError());
-    EXPECT_EQ(request.status(), 404);
-    EXPECT_TRUE(outcomes.message.contains(QStringLiteral("404"))) << outcomes.message.toStdString();
-    EXPECT_EQ(request.errorMessage(), outcomes.message);
-}
-
-TEST_F(HttpRequestTest, RefusedConnectionIsAnError)
-{
-    // A port that was free a moment ago and has nobody listening.
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    ::close(fd);
-
-    HttpRequest request(QUrl(QStringLiteral("http://127.0.0.1:%1/regions.xml").arg(ntohs(address.sin_port))));
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    EXPECT_EQ(outcomes.errors, 1);
-    EXPECT_TRUE(request.hasError());
-    EXPECT_FALSE(request.errorMessage().isEmpty());
-    EXPECT_TRUE(request.data().isEmpty());
-}
-
-TEST_F(HttpRequestTest, UnusableAddressIsAnError)
-{
-    HttpRequest request(QUrl(QStringLiteral("ftp://127.0.0.1/regions.xml")));
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    EXPECT_EQ(outcomes.errors, 1);
-    EXPECT_EQ(server.requestCount(), 0);
-}
-
 TEST_F(HttpRequestTest, RedirectIsFollowedToTheDocument)
 {
     server.setHandler([](const ScriptedHttpServer::Request& request) {
@@ -149,23 +82,6 @@ TEST_F(HttpRequestTest, RedirectIsFollowedToTheDocument)
     ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
     EXPECT_EQ(outcomes.finished, 1);
     EXPECT_EQ(request.data(), QByteArray("moved here"));
-}
-
-TEST_F(HttpRequestTest, HandlerPreparesTheHandle)
-{
-    class AddHeader : public HttpRequest::Handler
-    {
-    public:
-        void prepare(curlpp::Easy& request) override
-        {
-            request.setOpt(curlpp::options::HttpHeader(std::list<std::string>{"X-Client: norvik"}));
-        }
-    } handler;
-    HttpRequest request(server.url("/with-header"), nullptr, &handler);
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    ASSERT_EQ(server.requestCount(), 1);
-    EXPECT_EQ(server.requests().at(0).header("X-Client"), QByteArray("norvik"));
 }
 
 TEST_F(HttpRequestTest, DestroyedWhileTheServerIsSilentOrStalled)

@@ -75,30 +75,6 @@ TEST_F(RetryTest, NormalWaitsDoubleFromTheBaseWithJitter)
     EXPECT_LT(timer.elapsed(), 80);
 }
 
-TEST_F(RetryTest, SpecialWaitsStartFromTheirOwnBase)
-{
-    config->baseWaitMs = 1;
-    config->specialWaitMs = 30;
-    Retry fromConfig(QStringLiteral("X"), 0, 2);
-    fromConfig.specialRetry();
-    EXPECT_GE(fromConfig.lastWaitMs(), 15);
-    EXPECT_LE(fromConfig.lastWaitMs(), 30);
-    fromConfig.specialRetry();
-    EXPECT_EQ(fromConfig.lastWaitMs(), 0) << "last attempt used up";
-
-    Retry fromCaller(QStringLiteral("X"), 50, 4);
-    fromCaller.specialRetry();
-    EXPECT_GE(fromCaller.lastWaitMs(), 25);
-    EXPECT_LE(fromCaller.lastWaitMs(), 50);
-    fromCaller.specialRetry();
-    EXPECT_GE(fromCaller.lastWaitMs(), 50);
-    EXPECT_LE(fromCaller.lastWaitMs(), 100);
-    // A normal failure in between keeps the doubling by failure count, from the normal base.
-    fromCaller.retry();
-    EXPECT_GE(fromCaller.lastWaitMs(), 2);
-    EXPECT_LE(fromCaller.lastWaitMs(), 4);
-}
-
 TEST_F(RetryTest, WaitsAreCappedAndScaledByTheFactor)
 {
     config->baseWaitMs = 20;
@@ -131,35 +107,6 @@ TEST_F(RetryTest, WaitsAreCappedAndScaledByTheFactor)
     EXPECT_LE(scaled.lastWaitMs(), 120);
 }
 
-TEST_F(RetryTest, JitterSpreadsTheWaits)
-{
-    config->baseWaitMs = 20;
-    std::set<long long> seen;
-    for (int i = 0; i < 20; ++i) {
-        Retry retry(QStringLiteral("X"), 0, 2);
-        retry.retry();
-        EXPECT_GE(retry.lastWaitMs(), 10);
-        EXPECT_LE(retry.lastWaitMs(), 20);
-        seen.insert(retry.lastWaitMs());
-    }
-    EXPECT_GE(seen.size(), 3u) << "the waits of parallel clients would retry in step";
-}
-
-TEST_F(RetryTest, SingleAttemptGivesUpWithoutWaiting)
-{
-    config->baseWaitMs = 5000;
-    Retry retry(QStringLiteral("StorageFtpPrivate"), 0, 1);
-    ASSERT_TRUE(retry);
-    QElapsedTimer timer;
-    timer.start();
-    retry.retry();
-    EXPECT_LT(timer.elapsed(), 1000);
-    EXPECT_FALSE(retry);
-    EXPECT_EQ(retry.lastWaitMs(), 0);
-    EXPECT_TRUE(retry.message().startsWith(QStringLiteral("StorageFtpPrivate:")));
-    EXPECT_TRUE(retry.message().contains(QStringLiteral("once")));
-}
-
 // --- Bandwidth ----------------------------------------------------------------------------------
 
 class BandwidthTest : public ::testing::Test
@@ -171,16 +118,6 @@ protected:
         Bandwidth::instance().setLimit(Bandwidth::Download, 0);
     }
 };
-
-TEST_F(BandwidthTest, UnlimitedLetsEverythingPass)
-{
-    Bandwidth& bandwidth = Bandwidth::instance();
-    EXPECT_EQ(bandwidth.limit(Bandwidth::Upload), 0);
-    EXPECT_EQ(bandwidth.fileSystemAllowed(123456789), 123456789);
-    EXPECT_EQ(bandwidth.acquire(Bandwidth::Download, 777), 777);
-    bandwidth.setLimit(Bandwidth::Download, -5);
-    EXPECT_EQ(bandwidth.limit(Bandwidth::Download), 0);
-}
 
 TEST_F(BandwidthTest, FileSystemBudgetRefillsUpToABurstWithoutWaiting)
 {
@@ -213,46 +150,5 @@ TEST_F(BandwidthTest, AcquireWaitsForTokensAndTakesNoMoreThanAsked)
 }
 
 // --- ProgressReporter ---------------------------------------------------------------------------
-
-TEST(ProgressReporterTest, ListenerReceivesEveryKindOfEvent)
-{
-    std::vector<ProgressReporter::Event> events;
-    ProgressReporter::setListener([&](const ProgressReporter::Event& event) { events.push_back(event); });
-    const QUuid id = QUuid::createUuid();
-    const QUuid parent = QUuid::createUuid();
-    ProgressReporter::update(id, 10, 20);
-    ProgressReporter::registrateDownload(id, QStringLiteral("/bucket/key"), 4096, parent);
-    ProgressReporter::finished(id);
-    ProgressReporter::error(id);
-    ProgressReporter::setListener({});
-    ProgressReporter::update(id, 1, 1);
-
-    ASSERT_EQ(events.size(), 4u);
-    EXPECT_EQ(events[0].kind, ProgressReporter::Event::Progress);
-    EXPECT_EQ(events[0].id, id);
-    EXPECT_EQ(events[0].received, 10);
-    EXPECT_EQ(events[0].sent, 20);
-    EXPECT_EQ(events[1].kind, ProgressReporter::Event::DownloadRegistered);
-    EXPECT_EQ(events[1].path, QStringLiteral("/bucket/key"));
-    EXPECT_EQ(events[1].size, 4096);
-    EXPECT_EQ(events[1].parent, parent);
-    EXPECT_EQ(events[2].kind, ProgressReporter::Event::Finished);
-    EXPECT_EQ(events[3].kind, ProgressReporter::Event::Error);
-}
-
-TEST(ProgressReporterTest, ListenerMayReplaceItselfWhileCalled)
-{
-    int first = 0;
-    int second = 0;
-    ProgressReporter::setListener([&](const ProgressReporter::Event&) {
-        ++first;
-        ProgressReporter::setListener([&](const ProgressReporter::Event&) { ++second; });
-    });
-    ProgressReporter::finished(QUuid());
-    ProgressReporter::finished(QUuid());
-    ProgressReporter::setListener({});
-    EXPECT_EQ(first, 1);
-    EXPECT_EQ(second, 1);
-}
 
 } // namespace
