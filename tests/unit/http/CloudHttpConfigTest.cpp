@@ -148,10 +148,4 @@ TEST(CloudHttpConfig, WithoutAnEndpointTheDefaultHostIsTakenOrTheConfigurationRe
     EXPECT_EQ(fixed.endpoint(), QUrl("https://s3.example/"));
 }
 
-TEST(CloudHttpConfig, AnIdIsStillRequired)
-{
-    EndpointOnly connection;
-    EXPECT_FALSE(connection.setConfig({{Keys::Endpoint, QUrl("http://storage.example/")}}));
-}
-
 } // namespace

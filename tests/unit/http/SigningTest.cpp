@@ -393,23 +393,6 @@ TEST(SignedUrl, IsEmptyForAnExpiryNotInTheFutureOrMissingNames)
 
 // --- Configuration and addressing ---------------------------------------------------------
 
-TEST(SigningConfig, NeedsBothKeysAndSelectsVersion4OnlyByItsExactName)
-{
-    namespace Keys = Norvik::Cloud::Config::AmazonS3Like;
-    CloudAmazonS3LikePrivate s3(Type::AmazonS3Like);
-    EXPECT_FALSE(s3.setConfig({{Keys::AccessKey, "a"}}));
-    EXPECT_FALSE(s3.setConfig({{Keys::SecretKey, "s"}}));
-
-    auto config = credentials("eu-west-1");
-    config.insert(Keys::Signature::Key, "V4");
-    ASSERT_TRUE(s3.setConfig(config));
-    EXPECT_EQ(s3.signature(), Info::AmazonS3Like::V4);
-    EXPECT_EQ(s3.region(), "eu-west-1");
-    config.insert(Keys::Signature::Key, "v4");
-    ASSERT_TRUE(s3.setConfig(config));
-    EXPECT_EQ(s3.signature(), Info::AmazonS3Like::V2);
-}
-
 TEST(SigningAddress, Version4PutsAPathStyleBucketIntoTheResourceAndVirtualHostsIntoTheHost)
 {
     AmazonProbe amazon(Type::AmazonS3, Info::AmazonS3Like::V4);

@@ -204,13 +204,6 @@ TEST(TransportHeaders, LastBlockWinsAndLinesWithoutANameAreSkipped)
     EXPECT_EQ(Private::responseHeaders(raw), expected);
 }
 
-TEST(TransportHeaders, RequestLinesFollowTheMapOrderInUtf8)
-{
-    const HeaderMap headers{{"b", "2"}, {"A", "\xC3\xA9"}, {"Content-Length", "5"}};
-    const std::list<std::string> expected{"A: \xC3\xA9", "Content-Length: 5", "b: 2"};
-    EXPECT_EQ(Private::makeRawHeader(headers), expected);
-}
-
 // --- Results --------------------------------------------------------------------------------
 
 TEST_F(Transport, SuccessStatusesDependOnTheVerb)
@@ -266,94 +259,6 @@ TEST_F(Transport, SuccessStatusesDependOnTheVerb)
     }
 }
 
-TEST_F(Transport, BodiesLandWhereTheVerbCollectsThem)
-{
-    server.setHandler([](const Server::Request& request) {
-        return answer(200, request.method == "HEAD" ? QByteArray() : "answer to " + request.method)
-            .withHeader("X-Custom", " value ");
-    });
-    // Each call has its own map: the transport leaves "Content-Length" in the map of an upload.
-    HeaderMap forGet;
-    QByteArray out = "old";
-    const auto got = probe.get(url(), forGet, out, QUuid());
-    EXPECT_EQ(out, "answer to GET");
-    EXPECT_TRUE(got.first.isEmpty());
-    EXPECT_EQ(got.second.value("x-custom"), "value");
-
-    HeaderMap forPut;
-    EXPECT_EQ(probe.put(url(), forPut, QByteArray("x"), QUuid()).first, "answer to PUT");
-    HeaderMap forPost;
-    EXPECT_EQ(probe.post(url(), forPost, QByteArray("x"), QUuid()).first, "answer to POST");
-    HeaderMap forDelete;
-    EXPECT_EQ(probe.delete_(url(), forDelete).first, "answer to DELETE");
-    HeaderMap forHead;
-    const auto head = probe.head(url(), forHead);
-    EXPECT_TRUE(head.first.isEmpty());
-    EXPECT_EQ(head.second.value("x-custom"), "value");
-
-    const QList<Server::Request> requests = server.requests();
-    ASSERT_EQ(requests.size(), 5);
-    EXPECT_EQ(requests.at(1).body, "x");
-    EXPECT_EQ(requests.at(2).body, "x");
-    EXPECT_EQ(requests.at(3).method, "DELETE");
-    EXPECT_EQ(requests.at(4).method, "HEAD");
-}
-
-TEST_F(Transport, RequestGoesOutFullyEncodedWithHeadersInMapOrder)
-{
-    const QUrl target =
-        QUrl::fromEncoded(url().toEncoded().replace("/bucket/key", "/b/a%20b%2Bc/%C3%A9?x=1%2B2&y"));
-    HeaderMap headers{{"Zeta", "1"}, {"Alpha", "2"}, {"beta", "3"}};
-    QByteArray out;
-    probe.get(target, headers, out, QUuid());
-
-    ASSERT_EQ(server.requestCount(), 1);
-    const Server::Request request = server.requests().at(0);
-    EXPECT_EQ(request.target, "/b/a%20b%2Bc/%C3%A9?x=1%2B2&y");
-    QList<QByteArray> ours;
-    for (const auto& header : request.headers) {
-        if (header.first == "Zeta" || header.first == "Alpha" || header.first == "beta")
-            ours.append(header.first);
-    }
-    EXPECT_EQ(ours, (QList<QByteArray>{"Alpha", "Zeta", "beta"}));
-}
-
-TEST_F(Transport, PutKeepsACallersContentLengthAndPostAlwaysSetsTheSize)
-{
-    serve(answer(200));
-
-    HeaderMap own{{"Content-Length", "3"}};
-    probe.put(url(), own, QByteArray("abcde"), QUuid());
-    ASSERT_GE(server.requestCount(), 1);
-    EXPECT_EQ(server.requests().at(0).header("Content-Length"), "3");
-    EXPECT_EQ(server.requests().at(0).body, "abc");
-
-    server.clearRequests();
-    HeaderMap none;
-    probe.put(url(), none, QByteArray("abcde"), QUuid());
-    EXPECT_EQ(none.value("Content-Length"), "5");
-    EXPECT_EQ(server.requests().at(0).body, "abcde");
-
-    server.clearRequests();
-    HeaderMap wrong{{"Content-Length", "99"}};
-    probe.post(url(), wrong, QByteArray("abcde"), QUuid());
-    EXPECT_EQ(wrong.value("Content-Length"), "5");
-    EXPECT_EQ(server.requests().at(0).header("Content-Length"), "5");
-    EXPECT_EQ(server.requests().at(0).body, "abcde");
-}
-
-TEST_F(Transport, TwoHeaderBlocksYieldTheValuesOfTheLast)
-{
-    serve(Server::Response::rawBytes("HTTP/1.1 100 Continue\r\nX-Twice: first\r\nX-Once: kept\r\n\r\n"
-                                     "HTTP/1.1 200 OK\r\nX-Twice: second\r\nContent-Length: 2\r\n\r\nok"));
-    HeaderMap headers;
-    QByteArray out;
-    const auto result = probe.get(url(), headers, out, QUuid());
-    EXPECT_EQ(out, "ok");
-    EXPECT_EQ(result.second.value("x-twice"), "second");
-    EXPECT_EQ(result.second.value("x-once"), "kept");
-}
-
 // --- Failures decided by the status ------------------------------------------------------------
 
 TEST_F(Transport, MovedPermanentlyNeedsALocation)
@@ -382,30 +287,6 @@ TEST_F(Transport, MovedPermanentlyNeedsALocation)
         EXPECT_TRUE(e.retry());
     }
     EXPECT_EQ(server.requestCount(), Attempts);
-}
-
-TEST_F(Transport, ErrorDocumentOfAGetIsReadBackFromAReadableDevice)
-{
-    serve(answer(404, "<Error/>"));
-    probe.raise = throwFinal;
-    HeaderMap headers;
-
-    QByteArray stored = "12345";
-    QBuffer readable(&stored);
-    readable.open(QIODevice::ReadWrite);
-    readable.seek(5);
-    EXPECT_THROW(probe.get(url(), headers, &readable, QUuid()), Exception::Operation);
-    ASSERT_EQ(probe.failures.size(), 1);
-    EXPECT_EQ(probe.failures.at(0).body, "<Error/>");
-    EXPECT_EQ(readable.pos(), 5);
-    EXPECT_EQ(stored, "12345<Error/>");
-
-    QByteArray written;
-    QBuffer writeOnly(&written);
-    writeOnly.open(QIODevice::WriteOnly);
-    EXPECT_THROW(probe.get(url(), headers, &writeOnly, QUuid()), Exception::Operation);
-    ASSERT_EQ(probe.failures.size(), 2);
-    EXPECT_TRUE(probe.failures.at(1).body.isEmpty());
 }
 
 TEST_F(Transport, ExceptionsFromTheFactoryAreRetriedByTheirKind)
@@ -719,26 +600,6 @@ TEST_F(Transport, TlsFailuresAndVerification)
         }
         EXPECT_EQ(counts.begun(), static_cast<quint64>(Attempts));
     }
-}
-
-TEST_F(Transport, UploadOpensAClosedSourceAndRefusesOneThatCannotOpen)
-{
-    serve(answer(200));
-    HeaderMap headers;
-
-    auto closed = QSharedPointer<QBuffer>::create();
-    closed->setData("closed");
-    probe.put(url(), headers, closed, 6, QUuid());
-    EXPECT_TRUE(closed->isReadable());
-    EXPECT_FALSE(closed->isWritable());
-    EXPECT_EQ(server.requests().at(0).body, "closed");
-
-    server.clearRequests();
-    const CountDelta counts(&Private::requestPostCount);
-    const QSharedPointer<QIODevice> missing(new QFile(NorvikTest::scratchDir("transport") + "/missing"));
-    EXPECT_THROW(probe.post(url(), headers, missing, 6, QUuid()), Exception::InvalidData);
-    EXPECT_EQ(server.requestCount(), 0);
-    EXPECT_EQ(counts.begun(), 0u);
 }
 
 } // namespace
