@@ -177,37 +177,6 @@ TEST(PathStyle, NamesThatCannotBeHostLabelsGoIntoThePath)
 
 // --- Connections made by type ---------------------------------------------------------------
 
-TEST(CompatibleServices, EachTypeIsMadeWithItsDescriptor)
-{
-    const QList<QPair<QString, Type>> services = {
-        {Norvik::Cloud::Name::AmazonS3Like, Type::AmazonS3Like},
-        {Norvik::Cloud::Name::Scality, Type::Scality},
-        {Norvik::Cloud::Name::DreamObjects, Type::DreamObjects},
-        {Norvik::Cloud::Name::Cloudian, Type::Cloudian},
-        {Norvik::Cloud::Name::ThinkOn, Type::ThinkOn},
-        {Norvik::Cloud::Name::Aruba, Type::Aruba},
-        {Norvik::Cloud::Name::Tiscali, Type::Tiscali},
-        {Norvik::Cloud::Name::Seeweb, Type::Seeweb},
-        {Norvik::Cloud::Name::CenturyLink, Type::CenturyLink},
-        {Norvik::Cloud::Name::Minio, Type::Minio},
-        {Norvik::Cloud::Name::Dunkel, Type::Dunkel},
-        {Norvik::Cloud::Name::Connectria, Type::Connectria},
-        {Norvik::Cloud::Name::HostEurope, Type::HostEurope},
-        {Norvik::Cloud::Name::GreenQloud, Type::GreenQloud},
-        {Norvik::Cloud::Name::Constant, Type::Constant},
-        {Norvik::Cloud::Name::Webzilla, Type::Webzilla},
-        {Norvik::Cloud::Name::Verizon, Type::Verizon},
-    };
-    for (const auto& service : services) {
-        auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")),
-                                           QStringLiteral("V2"), QString(), service.first);
-        std::unique_ptr<Norvik::Cloud::Api::IConnection> connection(CloudFactory::create(config));
-        ASSERT_TRUE(connection) << service.first.toStdString();
-        EXPECT_EQ(connection->type(), service.second) << service.first.toStdString();
-        EXPECT_TRUE(dynamic_cast<CloudAmazonS3Like*>(connection.get())) << service.first.toStdString();
-    }
-}
-
 // Exposes the private half of a connection to the test.
 class InspectableS3 : public CloudAmazonS3Like
 {
@@ -215,21 +184,6 @@ public:
     using CloudAmazonS3Like::CloudAmazonS3Like;
     CloudAmazonS3LikePrivate& priv() { return *d; }
 };
-
-TEST(CompatibleServices, MinioSignsWithVersion4AndKeepsTheBucketInThePath)
-{
-    auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")), QString());
-    config.remove(Keys::Signature::Key);
-    InspectableS3 minio(Type::Minio);
-    ASSERT_TRUE(minio.setConfig(config));
-    EXPECT_EQ(minio.priv().signature(), V4);
-    EXPECT_TRUE(minio.priv().usePathStyle(QStringLiteral("bucket")));
-
-    // A plain S3 service without the key signs with version 2.
-    InspectableS3 plain(Type::Scality);
-    ASSERT_TRUE(plain.setConfig(config));
-    EXPECT_EQ(plain.priv().signature(), V2);
-}
 
 TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
 {
@@ -255,6 +209,9 @@ TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
     https.insert(Norvik::Cloud::Api::Config::Http::Endpoint, QUrl(QStringLiteral("https://127.0.0.1:9000/")));
     ASSERT_TRUE(s3.setConfig(https));
     EXPECT_EQ(s3.endpoint().scheme(), "http");
+    https.insert(Norvik::Cloud::Api::Config::Http::UseSsl, true);
+    ASSERT_TRUE(s3.setConfig(https));
+    EXPECT_EQ(s3.endpoint(), QUrl(QStringLiteral("https://127.0.0.1:9000/")));
 }
 
 // --- The region of a bucket -----------------------------------------------------------------
