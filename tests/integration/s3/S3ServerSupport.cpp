@@ -1,7 +1,6 @@
 #include "S3ServerSupport.h"
 
 #include "connection/Exception.h"
-#include "connection/ListingObject.h"
 #include "info/CloudType.h"
 #include "info/Config.h"
 
@@ -11,12 +10,7 @@
 #include <QJsonObject>
 #include <QUuid>
 
-#include <curlpp/Easy.hpp>
-#include <curlpp/Infos.hpp>
-#include <curlpp/Options.hpp>
-
 #include <iostream>
-#include <sstream>
 
 namespace NorvikTest {
 
@@ -36,34 +30,6 @@ S3Server swiftS3()
 {
     return {endpointFrom("NORVIK_SWIFT_ENDPOINT_FILE"), QStringLiteral("test:tester"),
             QStringLiteral("testing")};
-}
-
-S3Server s3rver()
-{
-    S3Server server{endpointFrom("NORVIK_S3RVER_ENDPOINT_FILE"), QStringLiteral("S3RVER"),
-                    QStringLiteral("S3RVER")};
-    server.verifiesSignatures = false;
-    server.signatures = QStringList{QStringLiteral("V4")};
-    server.nextMarkerWithDelimiter = false;
-    return server;
-}
-
-S3Server serverUnderTest()
-{
-    const QByteArray name = qgetenv("NORVIK_S3_SERVER");
-    if (name == "swift")
-        return swiftS3();
-    if (name == "s3rver")
-        return s3rver();
-    return S3Server();
-}
-
-std::vector<QString> signaturesUnderTest()
-{
-    // Read before the server starts: only the server's kind matters here.
-    const QStringList signatures =
-        qgetenv("NORVIK_S3_SERVER") == "s3rver" ? s3rver().signatures : swiftS3().signatures;
-    return std::vector<QString>(signatures.cbegin(), signatures.cend());
 }
 
 QMap<QString, QVariant> configFor(const S3Server& server, const QString& signature)
@@ -94,25 +60,15 @@ QString uniqueBucket(const QString& prefix)
     return QStringLiteral("%1-%2").arg(prefix, QUuid::createUuid().toString(QUuid::Id128).left(12));
 }
 
-QStringList objectNames(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString& bucket,
-                        const QString& prefix)
-{
-    QStringList names;
-    QString marker;
-    do {
-        const QJsonArray page = s3.listing(bucket, prefix, marker, QString(), 1000).array();
-        for (const QJsonValue& entry : page)
-            names << Norvik::Cloud::Api::ListingObject(entry.toObject()).name();
-    } while (!marker.isEmpty());
-    return names;
-}
-
 void removeBucket(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString& bucket)
 {
     namespace Exception = Norvik::Cloud::Api::Exception;
     try {
-        for (const QString& name : objectNames(s3, bucket))
-            s3.delete_(bucket, Norvik::Cloud::Api::ListingObject(name, QDateTime(), 0, {}, {}, false).json());
+        QString marker;
+        do {
+            for (const QJsonValue& entry : s3.listing(bucket, QString(), marker, QString(), 1000).array())
+                s3.delete_(bucket, entry.toObject());
+        } while (!marker.isEmpty());
         s3.removeContainers(bucket);
     } catch (const Exception::NoContent&) {
         // The bucket is gone.
@@ -143,10 +99,8 @@ QByteArray downloadAll(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString&
 
 void S3BucketTest::SetUp()
 {
-    server = serverUnderTest();
-    ASSERT_FALSE(server.endpoint.isEmpty())
-        << "the test server did not start (NORVIK_S3_SERVER: " << qgetenv("NORVIK_S3_SERVER").toStdString()
-        << ")";
+    server = swiftS3();
+    ASSERT_FALSE(server.endpoint.isEmpty()) << "the Swift server did not start";
     s3 = connectTo(server, GetParam());
     ASSERT_TRUE(s3);
     bucket = uniqueBucket(QStringLiteral("s3-test"));
@@ -157,16 +111,6 @@ void S3BucketTest::TearDown()
 {
     if (s3)
         removeBucket(*s3, bucket);
-}
-
-QPair<long, QByteArray> plainGet(const QString& url)
-{
-    std::ostringstream body;
-    curlpp::Easy request;
-    request.setOpt(curlpp::options::Url(url.toStdString()));
-    request.setOpt(curlpp::options::WriteStream(&body));
-    request.perform();
-    return qMakePair(curlpp::infos::ResponseCode::get(request), QByteArray::fromStdString(body.str()));
 }
 
 } // namespace NorvikTest

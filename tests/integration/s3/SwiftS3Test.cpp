@@ -1,6 +1,5 @@
-// Swift's S3 layer only: the continuation of an interrupted multipart upload through the part
-// listing, the region of a bucket, and the errors of the S3 protocol as a real server
-// produces them.
+// Swift's S3 layer only: the region of a bucket and the errors of the S3 protocol as a real
+// server produces them.
 
 #include "S3ServerSupport.h"
 
@@ -31,47 +30,6 @@ namespace Exception = Norvik::Cloud::Api::Exception;
 constexpr int MiB = 1024 * 1024;
 
 using SwiftS3 = NorvikTest::S3BucketTest;
-
-TEST_P(SwiftS3, InterruptedMultipartUploadContinuesWithTheMissingParts)
-{
-    const QList<QByteArray> parts{NorvikTest::randomBytes(5 * MiB, 31), NorvikTest::randomBytes(5 * MiB, 32),
-                                  NorvikTest::randomBytes(777, 33)};
-    const QString key = QStringLiteral("/resumed.bin");
-    const QByteArray uploadId = s3->beginMultipartUpload(bucket, key, {});
-    s3->uploadMultipart(bucket, key, uploadId, 1, parts.at(0), QUuid());
-    s3->uploadMultipart(bucket, key, uploadId, 2, parts.at(1), QUuid());
-    // The process ends here; all that survives is the upload id.
-    s3.reset();
-
-    s3 = NorvikTest::connectTo(server, GetParam());
-    ASSERT_TRUE(s3);
-    quint64 marker = 0;
-    QJsonArray listed;
-    do {
-        for (const QJsonValue& part : s3->listPartsMultipart(bucket, key, uploadId, marker))
-            listed.append(part);
-    } while (marker != 0);
-    ASSERT_EQ(listed.size(), 2);
-    EXPECT_EQ(MultipartListPartObject(listed.at(1).toObject()).size(), static_cast<quint64>(5 * MiB));
-
-    // A part whose content changed since is sent again; so is one that never arrived.
-    QList<QByteArray> now = parts;
-    now[1][100] = static_cast<char>(now[1][100] ^ 0x5a);
-    const quint64 putsBefore = CloudHttp::requestPutCount().first;
-    QList<QPair<quint64, QByteArray>> tags;
-    for (int i = 0; i < now.size(); ++i) {
-        const quint64 number = static_cast<quint64>(i + 1);
-        const auto present = s3->checkUploadPart(number, listed, readBuffer(now.at(i)), now.at(i).size());
-        EXPECT_EQ(present.first, i == 0) << "part " << number;
-        tags.append({number, present.first
-                                 ? present.second
-                                 : s3->uploadMultipart(bucket, key, uploadId, number, now.at(i), QUuid())});
-    }
-    EXPECT_EQ(CloudHttp::requestPutCount().first - putsBefore, 2u);
-
-    s3->endMultipartUpload(bucket, key, uploadId, tags);
-    EXPECT_EQ(downloadAll(*s3, bucket, key), QByteArray(now.at(0) + now.at(1) + now.at(2)));
-}
 
 TEST_P(SwiftS3, ConfigurationCheckFindsTheBucketRegion)
 {
@@ -144,21 +102,6 @@ TEST_P(SwiftS3, RefusedArgumentsAndMissingRightsAreTheirOwnErrors)
     } catch (const Exception::AccessDenied& e) {
         EXPECT_EQ(e.code(), 403);
     }
-}
-
-TEST_P(SwiftS3, WrongCredentialsAreSignatureMismatches)
-{
-    auto wrongSecret = server;
-    wrongSecret.secretKey = QStringLiteral("not-the-secret");
-    auto wrong = NorvikTest::connectTo(wrongSecret, GetParam());
-    EXPECT_THROW(wrong->upload(bucket, QStringLiteral("/x"), {}, QByteArray("x"), QUuid()),
-                 Exception::SignatureDoesNotMatch);
-    EXPECT_THROW(wrong->header(bucket, QStringLiteral("/x")), Exception::Operation);
-
-    auto unknownKey = server;
-    unknownKey.accessKey = QStringLiteral("nobody:nobody");
-    auto unknown = NorvikTest::connectTo(unknownKey, GetParam());
-    EXPECT_THROW(unknown->containers(), Exception::SignatureDoesNotMatch);
 }
 
 TEST_P(SwiftS3, BrokenMultipartUploadsAreMultipartErrors)
