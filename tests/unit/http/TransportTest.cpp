@@ -124,56 +124,6 @@ private:
     QPair<quint64, quint64> m_start;
 };
 
-// Answers every connection at once with a plain HTTP error and closes it, as a plain server
-// does when it is greeted in TLS.
-class PlainTextPeer
-{
-public:
-    ~PlainTextPeer()
-    {
-        m_stop = true;
-        if (m_socket >= 0)
-            ::shutdown(m_socket, SHUT_RDWR);
-        if (m_thread.joinable())
-            m_thread.join();
-        if (m_socket >= 0)
-            ::close(m_socket);
-    }
-
-    bool start()
-    {
-        m_socket = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        if (m_socket < 0 || ::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-            ::listen(m_socket, 8) != 0 ||
-            ::getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &length) != 0)
-            return false;
-        m_port = ntohs(address.sin_port);
-        m_thread = std::thread([this] {
-            while (!m_stop) {
-                const int peer = ::accept(m_socket, nullptr, nullptr);
-                if (peer < 0)
-                    return;
-                const char reply[] = "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n";
-                [[maybe_unused]] const auto sent = ::send(peer, reply, sizeof(reply) - 1, MSG_NOSIGNAL);
-                ::close(peer);
-            }
-        });
-        return true;
-    }
-
-    QUrl url() const { return QUrl(QStringLiteral("https://127.0.0.1:%1/").arg(m_port)); }
-
-private:
-    int m_socket = -1;
-    quint16 m_port = 0;
-    std::atomic<bool> m_stop{false};
-    std::thread m_thread;
-};
-
 class Transport : public ::testing::Test
 {
 protected:
@@ -260,34 +210,6 @@ TEST_F(Transport, SuccessStatusesDependOnTheVerb)
 }
 
 // --- Failures decided by the status ------------------------------------------------------------
-
-TEST_F(Transport, MovedPermanentlyNeedsALocation)
-{
-    serve(answer(301, "<moved/>").withHeader("Location", "http://127.0.0.1:1/elsewhere/"));
-    HeaderMap headers;
-    try {
-        probe.delete_(url(), headers);
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception::MovedPermanently& e) {
-        EXPECT_EQ(e.endpoint(), QUrl("http://127.0.0.1:1/elsewhere/"));
-        EXPECT_EQ(e.data(), "<moved/>");
-    }
-    EXPECT_EQ(server.requestCount(), 1);
-
-    // Without one it is an ordinary failure of the service, tried again.
-    server.clearRequests();
-    serve(answer(301));
-    try {
-        probe.delete_(url(), headers);
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception::MovedPermanently&) {
-        ADD_FAILURE() << "moved without a location";
-    } catch (const Exception::Operation& e) {
-        EXPECT_EQ(e.code(), 301);
-        EXPECT_TRUE(e.retry());
-    }
-    EXPECT_EQ(server.requestCount(), Attempts);
-}
 
 TEST_F(Transport, ExceptionsFromTheFactoryAreRetriedByTheirKind)
 {
@@ -392,22 +314,6 @@ TEST_F(Transport, TimeOutEndsAGetAtOnceButRepeatsAPut)
     EXPECT_EQ(server.requestCount(), Attempts);
 }
 
-TEST_F(Transport, StallInMidBodyIsATimeOut)
-{
-    Server::Response stalling = answer(200, NorvikTest::randomBytes(64 * 1024, 2));
-    stalling.stallAfterBytes = 1000;
-    stalling.stallMs = 3000;
-    serve(stalling);
-    HeaderMap headers;
-    QByteArray out;
-    try {
-        probe.get(url(), headers, out, QUuid());
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception::NetworkTimeout& e) {
-        EXPECT_EQ(e.code(), 28);
-    }
-}
-
 TEST_F(Transport, FailedPutLeavesTheDeviceAtItsPosition)
 {
     const QSharedPointer<QIODevice> source = readBuffer("skippayload", 4);
@@ -433,31 +339,6 @@ TEST_F(Transport, FailedPutLeavesTheDeviceAtItsPosition)
         EXPECT_EQ(e.code(), 52);
     }
     EXPECT_EQ(source->pos(), 4);
-}
-
-TEST_F(Transport, ResetInMidBodyIsRetriedAndTheRetryOverwritesThePartialData)
-{
-    const QByteArray content = NorvikTest::randomBytes(8192, 9);
-    server.setHandler([&](const Server::Request& request) {
-        Server::Response response = answer(200, content);
-        if (request.connection == 1) {
-            response.closeAfterBodyBytes = 3000;
-            response.reset = true;
-        }
-        return response;
-    });
-    const CountDelta counts(&Private::requestGetCount);
-    QByteArray stored = "ab";
-    QBuffer out(&stored);
-    out.open(QIODevice::ReadWrite);
-    out.seek(2);
-    HeaderMap headers;
-    probe.get(url(), headers, &out, QUuid());
-
-    EXPECT_EQ(stored, "ab" + content);
-    EXPECT_EQ(server.connectionCount(), 2);
-    EXPECT_EQ(counts.begun(), 2u);
-    EXPECT_EQ(counts.failed(), 1u);
 }
 
 TEST_F(Transport, RetriedGetLeavesNoBytesOfALongerFailedAttempt)
@@ -498,108 +379,6 @@ TEST_F(Transport, RetriedGetLeavesNoBytesOfALongerFailedAttempt)
     probe.get(url(), headers, &full, QUuid());
     EXPECT_EQ(prefilled.size(), 10000);
     EXPECT_TRUE(prefilled.startsWith(object));
-}
-
-TEST_F(Transport, LibcurlFailuresBecomeTheirExceptions)
-{
-    HeaderMap headers;
-
-    {
-        SCOPED_TRACE("nothing listens");
-        Server closed;
-        ASSERT_TRUE(closed.start());
-        const QUrl nowhere = closed.url();
-        closed.stop();
-        const CountDelta counts(&Private::requestGetCount);
-        QByteArray out;
-        try {
-            probe.get(nowhere, headers, out, QUuid());
-            ADD_FAILURE() << "no exception";
-        } catch (const Exception::ConnectionError& e) {
-            EXPECT_EQ(e.code(), 7);
-        }
-        EXPECT_EQ(counts.failed(), static_cast<quint64>(Attempts));
-    }
-    {
-        SCOPED_TRACE("the device refuses the data");
-        serve(answer(200, "data"));
-        server.clearRequests();
-        QByteArray stored;
-        QBuffer readOnly(&stored);
-        readOnly.open(QIODevice::ReadOnly);
-        EXPECT_THROW(probe.get(url(), headers, &readOnly, QUuid()), Exception::DataWritingError);
-        EXPECT_EQ(server.requestCount(), 1);
-    }
-    {
-        SCOPED_TRACE("connection closed in mid-body");
-        Server::Response cut = answer(200, NorvikTest::randomBytes(4096, 4));
-        cut.closeAfterBodyBytes = 100;
-        serve(cut);
-        server.clearRequests();
-        QByteArray out;
-        EXPECT_THROW(probe.get(url(), headers, out, QUuid()), Exception::Unknown);
-        EXPECT_EQ(server.requestCount(), Attempts);
-    }
-    {
-        SCOPED_TRACE("the source cannot be read");
-        serve(answer(200));
-        const CountDelta counts(&Private::requestPutCount);
-        // libcurl reports an aborting read callback as 42; without termination that is taken
-        // for a stalled transfer.
-        try {
-            probe.put(url(), headers, QSharedPointer<QIODevice>(new FailingSource), 10, QUuid());
-            ADD_FAILURE() << "no exception";
-        } catch (const Exception::NetworkTimeout& e) {
-            EXPECT_EQ(e.code(), 28);
-            EXPECT_EQ(e.message(), "Operation too slow. Less than 0 bytes transferred the last 1 seconds");
-        }
-        EXPECT_EQ(counts.begun(), static_cast<quint64>(Attempts));
-    }
-}
-
-TEST_F(Transport, TlsFailuresAndVerification)
-{
-    Server tls(Server::Mode::Https);
-    ASSERT_TRUE(tls.start()) << tls.errorString().toStdString();
-    tls.setHandler([](const Server::Request&) { return answer(200, "secret"); });
-    HeaderMap headers;
-
-    {
-        SCOPED_TRACE("self-signed certificate");
-        probe.setSslVerifyPeer(true);
-        const CountDelta counts(&Private::requestGetCount);
-        QByteArray out;
-        try {
-            probe.get(tls.url(), headers, out, QUuid());
-            ADD_FAILURE() << "no exception";
-        } catch (const Exception::SslConnectionError&) {
-            ADD_FAILURE() << "a refused certificate is not a connection failure";
-        } catch (const Exception::SslProblem& e) {
-            EXPECT_EQ(e.code(), 60);
-        }
-        EXPECT_EQ(counts.begun(), 1u);
-    }
-    {
-        SCOPED_TRACE("verification off");
-        probe.setSslVerifyPeer(false);
-        QByteArray out;
-        probe.get(tls.url(), headers, out, QUuid());
-        EXPECT_EQ(out, "secret");
-    }
-    {
-        SCOPED_TRACE("TLS spoken to a plain server");
-        PlainTextPeer peer;
-        ASSERT_TRUE(peer.start());
-        const CountDelta counts(&Private::requestGetCount);
-        QByteArray out;
-        try {
-            probe.get(peer.url(), headers, out, QUuid());
-            ADD_FAILURE() << "no exception";
-        } catch (const Exception::SslConnectionError& e) {
-            EXPECT_EQ(e.code(), 35);
-        }
-        EXPECT_EQ(counts.begun(), static_cast<quint64>(Attempts));
-    }
 }
 
 } // namespace
