@@ -282,24 +282,6 @@ TEST(ErrorMappingDetails, ExceptionsCarryWhatTheirCallersReadBack)
     }
 }
 
-TEST(ErrorMappingDetails, ClockSkewCarriesBothTimesAsItsCloudError)
-{
-    S3Private s3;
-    try {
-        s3.exceptionFactory({}, {}, 403,
-                            errorDocument("RequestTimeTooSkewed", "too far",
-                                          {{"RequestTime", "Wed, 31 Jan 2024 23:00:00 GMT"},
-                                           {"ServerTime", "2024-01-31T23:20:00Z"},
-                                           {"MaxAllowedSkewMilliseconds", "900000"}}));
-        FAIL() << "nothing thrown";
-    } catch (const Exception::ComputerClockIsNotSynchronize& e) {
-        const auto record = e.cloudError().dynamicCast<Norvik::Cloud::Error::Amazon::RequestTimeTooSkewed>();
-        ASSERT_TRUE(record);
-        EXPECT_EQ(record->serverTime().toUTC(), QDateTime(QDate(2024, 1, 31), QTime(23, 20), Qt::UTC));
-        EXPECT_EQ(std::abs(record->diffSecs()), 20 * 60);
-    }
-}
-
 // --- Through the transport and the S3 request loop -----------------------------------------
 
 class ErrorHandling : public ::testing::Test

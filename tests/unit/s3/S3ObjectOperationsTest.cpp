@@ -44,14 +44,6 @@ using ::testing::Not;
 namespace Exception = Norvik::Cloud::Api::Exception;
 using Items = QList<QPair<QString, QString>>;
 
-QSharedPointer<QIODevice> readBuffer(const QByteArray& data)
-{
-    auto buffer = QSharedPointer<QBuffer>::create();
-    buffer->setData(data);
-    buffer->open(QIODevice::ReadOnly);
-    return buffer;
-}
-
 // The decoded query items of a request, in their order.
 Items queryOf(const Server::Request& request)
 {
@@ -124,45 +116,6 @@ const QByteArray FirstPage = R"(<?xml version="1.0" encoding="UTF-8"?>
     <ETag>"bbb"</ETag><Size>22</Size></Contents>
 </ListBucketResult>)";
 
-TEST_F(ScriptedS3, JsonListingsAreReadByTheirContentType)
-{
-    script({ok(R"({"truncated": true, "nextMarker": "n1",
-                   "results": [{"key": "x/1.bin", "size": 5, "etag": "\"e1\"", "lastModified": "2024-03-01T10:00:00Z"},
-                               {"key": "/x/", "size": 0}]})",
-               "application/json; charset=utf-8")});
-    QString marker;
-    const QJsonArray page = s3.listing(bucket, QStringLiteral("x/"), marker, QString(), 10).array();
-    ASSERT_EQ(page.size(), 2);
-    const ListingObject first(page.at(0).toObject());
-    EXPECT_EQ(first.name(), "/x/1.bin");
-    EXPECT_EQ(first.size(), 5u);
-    EXPECT_EQ(first.eTag(), "\"e1\"");
-    EXPECT_EQ(first.lastModified(), QDateTime(QDate(2024, 3, 1), QTime(10, 0), Qt::UTC));
-    EXPECT_TRUE(ListingObject(page.at(1).toObject()).isFolder());
-    EXPECT_EQ(marker, "n1");
-
-    // Without a next marker the last entry's name continues the listing.
-    script({ok(R"({"truncated": true, "results": [{"key": "x/2.bin"}]})", "application/json")});
-    s3.listing(bucket, QStringLiteral("x/"), marker, QString(), 10);
-    EXPECT_EQ(marker, "/x/2.bin");
-}
-
-TEST_F(ScriptedS3, UnreadableListingsAreInvalidData)
-{
-    QString marker = QStringLiteral("keep");
-    for (const QByteArray& body : {QByteArray("<ListBucketResult><Contents>"), QByteArray("<Error/>")}) {
-        script({ok(body)});
-        try {
-            s3.listing(bucket, QString(), marker, QString(), 10);
-            FAIL() << "nothing thrown for " << body.toStdString();
-        } catch (const Exception::InvalidData& e) {
-            EXPECT_EQ(e.data(), body);
-        }
-    }
-    script({ok("[1, 2]", "application/json")});
-    EXPECT_THROW(s3.listing(bucket, QString(), marker, QString(), 10), Exception::InvalidData);
-}
-
 TEST_F(ScriptedS3, VersionListingCarriesKeyAndVersionInItsMarker)
 {
     script({ok(R"(<ListVersionsResult><IsTruncated>true</IsTruncated>
@@ -231,83 +184,6 @@ TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
     script({Server::Response::make(400, "<Error><Code>InvalidPart</Code></Error>")});
     EXPECT_THROW(s3.endMultipartUpload(bucket, QStringLiteral("/f"), "id", {{1, "\"a\""}}),
                  Exception::MultipartUploadError);
-}
-
-TEST_F(ScriptedS3, PartListingPagesByPartNumber)
-{
-    script({ok(R"(<ListPartsResult><UploadId>id</UploadId><PartNumberMarker>0</PartNumberMarker>
-        <NextPartNumberMarker>2</NextPartNumberMarker><IsTruncated>true</IsTruncated>
-        <Part><PartNumber>1</PartNumber><ETag>"e1"</ETag><Size>5242880</Size></Part>
-        <Part><PartNumber>2</PartNumber><ETag>"e2"</ETag><Size>5242880</Size></Part>
-        </ListPartsResult>)")});
-    quint64 marker = 0;
-    QJsonArray parts = s3.listPartsMultipart(bucket, QStringLiteral("/f"), "id", marker);
-    EXPECT_EQ(queryOf(lastRequest()), (Items{{"uploadId", "id"}}));
-    ASSERT_EQ(parts.size(), 2);
-    const MultipartListPartObject first(parts.at(0).toObject());
-    EXPECT_EQ(first.partNumber(), 1u);
-    EXPECT_EQ(first.eTag(), "\"e1\"");
-    EXPECT_EQ(first.size(), 5242880u);
-    EXPECT_EQ(marker, 2u);
-
-    script(
-        {ok(R"(<ListPartsResult><IsTruncated>false</IsTruncated><NextPartNumberMarker>3</NextPartNumberMarker>
-        <Part><PartNumber>3</PartNumber><ETag>"e3"</ETag><Size>10</Size></Part></ListPartsResult>)")});
-    parts = s3.listPartsMultipart(bucket, QStringLiteral("/f"), "id", marker);
-    EXPECT_EQ(queryOf(lastRequest()), (Items{{"part-number-marker", "2"}, {"uploadId", "id"}}));
-    EXPECT_EQ(parts.size(), 1);
-    EXPECT_EQ(marker, 0u);
-}
-
-TEST_F(ScriptedS3, PartListingOfAVanishedUploadIsEmpty)
-{
-    quint64 marker = 7;
-    script({Server::Response::make(404, "<Error><Code>NoSuchUpload</Code></Error>")});
-    EXPECT_TRUE(s3.listPartsMultipart(bucket, QStringLiteral("/f"), "gone", marker).isEmpty());
-    EXPECT_EQ(marker, 0u);
-
-    marker = 7;
-    script({ok("garbage")});
-    EXPECT_TRUE(s3.listPartsMultipart(bucket, QStringLiteral("/f"), "id", marker).isEmpty());
-    EXPECT_EQ(marker, 0u);
-
-    // Other refusals are not hidden.
-    script({Server::Response::make(403, "<Error><Code>AccessDenied</Code></Error>")});
-    EXPECT_THROW(s3.listPartsMultipart(bucket, QStringLiteral("/f"), "id", marker), Exception::AccessDenied);
-}
-
-TEST(CheckUploadPart, MatchesAPartOfTheSameNumberSizeAndContent)
-{
-    CloudAmazonS3Like s3(Type::AmazonS3Like);
-    const QByteArray data = NorvikTest::randomBytes(1000, 5);
-    const QByteArray tag = CloudAmazonS3Like::calculateETag(readBuffer(data).data());
-    ASSERT_EQ(tag,
-              '"' + Norvik::Core::Hash::Digest::hash(data, Norvik::Core::Hash::Algorithm::Md5).toHex() + '"');
-
-    const auto part = [](quint64 number, quint64 size, const QByteArray& etag) {
-        MultipartListPartObject object;
-        object.setPartNumber(number);
-        object.setSize(size);
-        object.setEtag(etag);
-        return QJsonValue(object.json());
-    };
-    const QByteArray upperTag = tag.toUpper();
-
-    // Another size of the same number is passed over; the tag is compared without case.
-    const QJsonArray parts{part(1, 1000, "\"other\""), part(2, 999, "\"x\""), part(2, 1000, upperTag)};
-    EXPECT_EQ(s3.checkUploadPart(2, parts, data), qMakePair(true, upperTag));
-
-    // The device is left where it was.
-    auto device = readBuffer(data);
-    device->seek(0);
-    EXPECT_TRUE(s3.checkUploadPart(2, parts, device, data.size()).first);
-    EXPECT_EQ(device->pos(), 0);
-
-    EXPECT_EQ(s3.checkUploadPart(1, parts, data), qMakePair(false, QByteArray()));
-    EXPECT_EQ(s3.checkUploadPart(3, parts, data), qMakePair(false, QByteArray()));
-    // Quotes count: a bare digest is another tag.
-    EXPECT_FALSE(s3.checkUploadPart(1, QJsonArray{part(1, 1000, tag.mid(1, tag.size() - 2))}, data).first);
-    EXPECT_TRUE(CloudAmazonS3Like::calculateETag(nullptr).isEmpty());
 }
 
 // --- Deletes --------------------------------------------------------------------------------
