@@ -1,5 +1,6 @@
 #include "NetworkTestSupport.h"
 #include "ScriptedHttpServer.h"
+#include "ScriptedSource.h"
 #include "TestSupport.h"
 
 #include <NorvikNetwork/Bandwidth.h>
@@ -216,8 +217,8 @@ protected:
 
     static ScriptedSource* failingSource(std::function<void()> failure)
     {
-        auto* source = new ScriptedSource(QByteArray(256 * 1024, 'a'), 100 * 1024, std::move(failure));
-        source->open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+        auto* source = new ScriptedSource(256 * 1024, ScriptedSource::Access::Sequential);
+        source->breakAt(100 * 1024, std::move(failure));
         return source;
     }
 };
@@ -267,8 +268,8 @@ TEST_F(ClientHttpUploadFailureTest, MissingClosedOrFailingSourceAbortsTheUpload)
     QBuffer writeOnly;
     writeOnly.open(QIODevice::WriteOnly);
     expectAborted(&writeOnly, "write-only device");
-    ScriptedSource broken(QByteArray(1000, 'd'), 10);
-    broken.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    ScriptedSource broken(1000, ScriptedSource::Access::Sequential);
+    broken.breakAt(10);
     expectAborted(&broken, "read error");
 
     for (const ScriptedHttpServer::Request& request : server.requests())

@@ -51,39 +51,6 @@ protected:
     ScriptedHttpServer server;
 };
 
-TEST_F(HttpRequestTest, OutcomeWaitsForTheEventLoopSoThatLateConnectionsGetIt)
-{
-    server.setHandler(
-        [](const ScriptedHttpServer::Request&) { return ScriptedHttpServer::Response::ok("done"); });
-    HttpRequest request(server.url("/quick"));
-    // The transfer completes while this thread runs no event loop.
-    ASSERT_TRUE(server.waitForRequests(1));
-    QElapsedTimer timer;
-    timer.start();
-    while (!request.isFinished() && timer.elapsed() < 10000)
-        QThread::msleep(5);
-    ASSERT_TRUE(request.isFinished());
-
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    EXPECT_EQ(outcomes.finished, 1);
-    EXPECT_EQ(request.data(), QByteArray("done"));
-}
-
-TEST_F(HttpRequestTest, RedirectIsFollowedToTheDocument)
-{
-    server.setHandler([](const ScriptedHttpServer::Request& request) {
-        if (request.path() == "/old")
-            return ScriptedHttpServer::Response::make(302).withHeader("Location", "/new");
-        return ScriptedHttpServer::Response::ok("moved here");
-    });
-    HttpRequest request(server.url("/old"));
-    Outcomes outcomes(request);
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return outcomes.any(); }));
-    EXPECT_EQ(outcomes.finished, 1);
-    EXPECT_EQ(request.data(), QByteArray("moved here"));
-}
-
 TEST_F(HttpRequestTest, DestroyedWhileTheServerIsSilentOrStalled)
 {
     int answer = 0;

@@ -81,42 +81,4 @@ inline Outcome performRequest(curlpp::Easy& request)
     return outcome;
 }
 
-// A readable source that serves data and then does what the test tells it: throw, fail,
-// or end.
-class ScriptedSource : public QIODevice
-{
-public:
-    explicit ScriptedSource(QByteArray data, qint64 failAt = -1, std::function<void()> failure = {})
-        : m_data(std::move(data))
-        , m_failAt(failAt)
-        , m_failure(std::move(failure))
-    {
-    }
-    bool isSequential() const override { return true; }
-
-protected:
-    qint64 readData(char* out, qint64 max) override
-    {
-        if (m_failAt >= 0 && m_position >= m_failAt) {
-            if (m_failure)
-                m_failure();
-            setErrorString(QStringLiteral("the source broke"));
-            return -1;
-        }
-        qint64 count = std::min<qint64>(max, m_data.size() - m_position);
-        if (m_failAt >= 0)
-            count = std::min(count, m_failAt - m_position);
-        memcpy(out, m_data.constData() + m_position, static_cast<size_t>(count));
-        m_position += count;
-        return count;
-    }
-    qint64 writeData(const char*, qint64) override { return -1; }
-
-private:
-    QByteArray m_data;
-    qint64 m_failAt;
-    std::function<void()> m_failure;
-    qint64 m_position = 0;
-};
-
 } // namespace NorvikTest
