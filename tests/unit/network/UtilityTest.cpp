@@ -119,36 +119,6 @@ protected:
     }
 };
 
-TEST_F(BandwidthTest, FileSystemBudgetRefillsUpToABurstWithoutWaiting)
-{
-    Bandwidth& bandwidth = Bandwidth::instance();
-    bandwidth.setLimit(Bandwidth::Upload, 100 * 1024);
-    EXPECT_EQ(bandwidth.limit(Bandwidth::Upload), 100 * 1024);
-    EXPECT_LT(bandwidth.fileSystemAllowed(1024 * 1024), 8 * 1024) << "a new limit starts empty";
-
-    QThread::msleep(300); // 30 KiB worth of time; the burst is 16 KiB
-    EXPECT_EQ(bandwidth.fileSystemAllowed(1024 * 1024), 16 * 1024);
-    EXPECT_LT(bandwidth.fileSystemAllowed(1024 * 1024), 8 * 1024);
-
-    bandwidth.giveBack(Bandwidth::Upload, 5000);
-    EXPECT_GE(bandwidth.fileSystemAllowed(5000), 5000 - 1);
-    // The download bucket is a separate one.
-    EXPECT_EQ(bandwidth.acquire(Bandwidth::Download, 4096), 4096);
-}
-
-TEST_F(BandwidthTest, AcquireWaitsForTokensAndTakesNoMoreThanAsked)
-{
-    Bandwidth& bandwidth = Bandwidth::instance();
-    bandwidth.setLimit(Bandwidth::Download, 1024 * 1024);
-    long long total = 0;
-    while (total < 512 * 1024) {
-        const long long taken = bandwidth.acquire(Bandwidth::Download, 64 * 1024);
-        ASSERT_GT(taken, 0);
-        ASSERT_LE(taken, 64 * 1024);
-        total += taken;
-    }
-}
-
 // --- ProgressReporter ---------------------------------------------------------------------------
 
 } // namespace
