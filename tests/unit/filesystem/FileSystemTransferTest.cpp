@@ -57,67 +57,9 @@ TEST_F(FileSystemUpload, SourceThatEndsEarlyFailsAndLeavesNothing)
     EXPECT_FALSE(existsBelowRoot("dir/short.bin"));
 }
 
-TEST_F(FileSystemUpload, FailedUploadOverAnExistingFileKeepsItWhenItCannotBeOpened)
-{
-    ASSERT_TRUE(QDir(m_root).mkpath("taken/inner"));
-    // The destination is a folder: the file cannot be opened, and the folder must survive.
-    const auto error = thrown<Api::Exception::CreateObjectError>(
-        [&] { m_storage.upload(QString(), "/taken", {}, QByteArray("x"), QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_TRUE(error->message().startsWith("Error on create destination file:"))
-        << error->message().toStdString();
-    EXPECT_TRUE(QFileInfo(m_root + "/taken/inner").isDir());
-
-    // A socket cannot be opened as a file, yet could be removed: the failed upload must not.
-    const QString previous = QDir::currentPath();
-    ASSERT_TRUE(QDir::setCurrent(m_root));
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "socket"); // relative: the scratch path is too long for it
-    const int bound = ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    QDir::setCurrent(previous);
-    ASSERT_EQ(bound, 0) << std::strerror(errno);
-    EXPECT_TRUE(thrown<Api::Exception::CreateObjectError>(
-        [&] { m_storage.upload(QString(), "/socket", {}, QByteArray("x"), QUuid()); }));
-    EXPECT_TRUE(QFileInfo(m_root + "/socket").exists());
-    ::close(listener);
-}
-
 // ---------------------------------------------------------------- download
 
-TEST_F(FileSystemDownload, DestinationThatRefusesDataIsADownloadError)
-{
-    writeFile("big.bin", NorvikTest::randomBytes(30000));
-    QByteArray fixed;
-    QBuffer readOnly(&fixed);
-    readOnly.open(QIODevice::ReadOnly);
-    QMap<QString, QVariant> meta;
-    const auto error = thrown<Api::Exception::DownloadDataError>(
-        [&] { m_storage.download(QString(), "/big.bin", readOnly, meta, QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_TRUE(error->message().startsWith("Error on write data to destination stream: path: "))
-        << error->message().toStdString();
-    EXPECT_TRUE(error->message().endsWith("position: 0 data size: 25600")) << error->message().toStdString();
-}
-
 // ---------------------------------------------------------------- delete
-
-TEST_F(FileSystemDelete, LastFileOfADeepFolderPrunesUpToTheRoot)
-{
-    writeFile("a/keep.txt", "k");
-    writeFile("a/b/c/d/file", "f");
-    EXPECT_TRUE(
-        m_storage.delete_(QString(), ListingObject("/a/b/c/d/file", QDateTime(), 1, {}, {}, false).json()));
-    EXPECT_FALSE(existsBelowRoot("a/b"));
-    EXPECT_TRUE(existsBelowRoot("a/keep.txt"));
-
-    EXPECT_TRUE(
-        m_storage.delete_(QString(), ListingObject("a/keep.txt", QDateTime(), 1, {}, {}, false).json()));
-    EXPECT_FALSE(existsBelowRoot("a"));
-    EXPECT_TRUE(QFileInfo(m_root).isDir());
-    EXPECT_TRUE(QDir(m_root).isEmpty());
-}
 
 TEST_F(FileSystemDelete, FolderWithContentStays)
 {
@@ -141,32 +83,6 @@ TEST_F(FileSystemDelete, TheRootItselfIsNeverRemoved)
 }
 
 // ---------------------------------------------------------------- multipart emulation
-
-TEST_F(FileSystemMultipart, UnknownUploadIdFailsAndLeavesNoEntry)
-{
-    const QByteArray unknown = QUuid::createUuid().toByteArray();
-    const auto error = thrown<Api::Exception::Operation>(
-        [&] { m_storage.uploadMultipart(QString(), "/u.bin", unknown, 1, QByteArray("x"), QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->message(), "Multipart upload destination file not exist");
-    EXPECT_FALSE(existsBelowRoot("u.bin"));
-    EXPECT_TRUE(thrown<Api::Exception::MultipartInvalidUploadId>(
-        [&] { m_storage.endMultipartUpload(QString(), "/u.bin", unknown, {}); }));
-}
-
-TEST_F(FileSystemMultipart, VanishedDestinationEndsTheUpload)
-{
-    const QByteArray id = m_storage.beginMultipartUpload(QString(), "/v.bin", {});
-    m_storage.uploadMultipart(QString(), "/v.bin", id, 1, QByteArray("x"), QUuid());
-    ASSERT_TRUE(QFile::remove(m_root + "/v.bin"));
-    const auto error = thrown<Api::Exception::Operation>(
-        [&] { m_storage.uploadMultipart(QString(), "/v.bin", id, 2, QByteArray("y"), QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->message(), "Multipart upload destination file not exist");
-    EXPECT_FALSE(existsBelowRoot("v.bin"));
-    EXPECT_TRUE(thrown<Api::Exception::MultipartInvalidUploadId>(
-        [&] { m_storage.endMultipartUpload(QString(), "/v.bin", id, {}); }));
-}
 
 TEST_F(FileSystemMultipart, ShortPartRemovesTheFileAndTheUpload)
 {
