@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QMap>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QTemporaryDir>
@@ -27,6 +28,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -37,58 +39,18 @@ namespace {
 constexpr int PollSliceMs = 50;
 constexpr qint64 MaximumHeadSize = 1024 * 1024;
 constexpr qint64 SendPiece = 64 * 1024;
-constexpr qint64 ResponseChunk = 8 * 1024;
 
 QByteArray reasonPhrase(int status)
 {
-    switch (status) {
-    case 100:
-        return "Continue";
-    case 200:
-        return "OK";
-    case 201:
-        return "Created";
-    case 202:
-        return "Accepted";
-    case 204:
-        return "No Content";
-    case 206:
-        return "Partial Content";
-    case 301:
-        return "Moved Permanently";
-    case 302:
-        return "Found";
-    case 304:
-        return "Not Modified";
-    case 307:
-        return "Temporary Redirect";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 409:
-        return "Conflict";
-    case 412:
-        return "Precondition Failed";
-    case 416:
-        return "Range Not Satisfiable";
-    case 417:
-        return "Expectation Failed";
-    case 429:
-        return "Too Many Requests";
-    case 500:
-        return "Internal Server Error";
-    case 501:
-        return "Not Implemented";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
+    static const QMap<int, QByteArray> phrases{{200, "OK"},
+                                               {206, "Partial Content"},
+                                               {307, "Temporary Redirect"},
+                                               {400, "Bad Request"},
+                                               {403, "Forbidden"},
+                                               {404, "Not Found"},
+                                               {500, "Internal Server Error"},
+                                               {503, "Service Unavailable"}};
+    return phrases.value(status, "Status");
 }
 
 bool sleepUnlessStopping(int ms, const std::atomic<bool>& stopping)
@@ -399,11 +361,6 @@ QByteArray ScriptedHttpServer::Request::header(const QByteArray& name) const
     return values.isEmpty() ? QByteArray() : values.last();
 }
 
-bool ScriptedHttpServer::Request::hasHeader(const QByteArray& name) const
-{
-    return headersContain(headers, name);
-}
-
 QList<QByteArray> ScriptedHttpServer::Request::headerValues(const QByteArray& name) const
 {
     QList<QByteArray> values;
@@ -456,7 +413,6 @@ struct ScriptedHttpServer::Private
     Mode mode = Mode::Http;
     std::atomic<bool> stopping{false};
     std::atomic<bool> running{false};
-    std::atomic<bool> answerContinue{true};
     int listenFd = -1;
     quint16 port = 0;
     QString error;
@@ -464,7 +420,6 @@ struct ScriptedHttpServer::Private
 
     mutable QMutex mutex; // handlers, requests, connection threads
     Handler handler;
-    ExpectHandler expectHandler;
     QList<Request> requests;
     std::vector<std::thread> connections;
     int connectionSerial = 0;
@@ -570,13 +525,12 @@ void ScriptedHttpServer::Private::serve(int fd, int serial)
         return;
     Reader reader(channel);
 
-    for (int index = 0; !stopping.load(); ++index) {
+    while (!stopping.load()) {
         const std::optional<QByteArray> head = reader.readHead();
         if (!head)
             break;
         Request request;
         request.connection = serial;
-        request.indexOnConnection = index;
         if (!parseHead(*head, request)) {
             sendResponse(channel, request, Response::make(400, "malformed request head"));
             break;
@@ -588,25 +542,9 @@ void ScriptedHttpServer::Private::serve(int fd, int serial)
         const bool hasBody = request.chunked || contentLength > 0;
 
         if (hasBody && request.header("Expect").toLower() == "100-continue") {
-            ExpectHandler expect;
-            {
-                QMutexLocker lock(&mutex);
-                expect = expectHandler;
-            }
-            if (expect) {
-                if (std::optional<Response> answer = expect(request)) {
-                    request.complete = false;
-                    record(request);
-                    answer->close = true;
-                    sendResponse(channel, request, *answer);
-                    break;
-                }
-            }
-            if (answerContinue.load()) {
-                static const QByteArray interim = "HTTP/1.1 100 Continue\r\n\r\n";
-                if (!channel.writeAll(interim.constData(), interim.size()))
-                    break;
-            }
+            static const QByteArray interim = "HTTP/1.1 100 Continue\r\n\r\n";
+            if (!channel.writeAll(interim.constData(), interim.size()))
+                break;
         }
 
         const bool bodyRead = request.chunked ? readChunkedBody(reader, request)
@@ -645,35 +583,19 @@ bool ScriptedHttpServer::Private::sendResponse(Channel& channel, const Request& 
     } else {
         const bool noBody = request.method == "HEAD" || response.status < 200 || response.status == 204 ||
                             response.status == 304;
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
-                          (response.reason.isEmpty() ? reasonPhrase(response.status) : response.reason) +
-                          "\r\n";
+        QByteArray head =
+            "HTTP/1.1 " + QByteArray::number(response.status) + ' ' + reasonPhrase(response.status) + "\r\n";
         for (const auto& header : response.headers)
             head += header.first + ": " + header.second + "\r\n";
-        if (response.chunked) {
-            head += "Transfer-Encoding: chunked\r\n";
-        } else if (response.contentLength && !headersContain(response.headers, "Content-Length")) {
+        if (!headersContain(response.headers, "Content-Length"))
             head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
-        } else if (!response.contentLength && !noBody) {
-            close = true; // the body ends with the connection
-        }
         if (close && !headersContain(response.headers, "Connection"))
             head += "Connection: close\r\n";
         head += "\r\n";
         headSize = head.size();
         bytes = head;
-        if (!noBody) {
-            if (response.chunked) {
-                for (qint64 at = 0; at < response.body.size(); at += ResponseChunk) {
-                    const QByteArray chunk =
-                        response.body.mid(static_cast<int>(at), static_cast<int>(ResponseChunk));
-                    bytes += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
-                }
-                bytes += "0\r\n\r\n";
-            } else {
-                bytes += response.body;
-            }
-        }
+        if (!noBody)
+            bytes += response.body;
     }
 
     if (response.delayMs > 0 && !sleepUnlessStopping(response.delayMs, stopping))
@@ -724,17 +646,6 @@ void ScriptedHttpServer::setHandler(Handler handler)
 {
     QMutexLocker lock(&d->mutex);
     d->handler = std::move(handler);
-}
-
-void ScriptedHttpServer::setExpectHandler(ExpectHandler handler)
-{
-    QMutexLocker lock(&d->mutex);
-    d->expectHandler = std::move(handler);
-}
-
-void ScriptedHttpServer::setAnswerExpectContinue(bool answer)
-{
-    d->answerContinue.store(answer);
 }
 
 bool ScriptedHttpServer::start()
@@ -792,11 +703,6 @@ void ScriptedHttpServer::stop()
     d->listenFd = -1;
 }
 
-bool ScriptedHttpServer::isRunning() const
-{
-    return d->running.load();
-}
-
 QString ScriptedHttpServer::errorString() const
 {
     return d->error;
@@ -829,12 +735,6 @@ int ScriptedHttpServer::requestCount() const
 {
     QMutexLocker lock(&d->mutex);
     return d->requests.size();
-}
-
-int ScriptedHttpServer::connectionCount() const
-{
-    QMutexLocker lock(&d->mutex);
-    return d->connectionSerial;
 }
 
 void ScriptedHttpServer::clearRequests()
