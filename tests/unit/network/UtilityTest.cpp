@@ -31,50 +31,6 @@ protected:
     NorvikTest::NetworkTestConfig* config = nullptr;
 };
 
-TEST_F(RetryTest, LoopRunsTheConfiguredNumberOfAttempts)
-{
-    config->attempts = 3;
-    config->baseWaitMs = 1;
-    Retry retry(QStringLiteral("CloudHttpPrivate"), 0, 0);
-    EXPECT_EQ(retry.attempts(), 3u);
-    EXPECT_FALSE(retry.hasRetry());
-
-    int attempts = 0;
-    while (retry) {
-        ++attempts;
-        retry.retry();
-        EXPECT_TRUE(retry.hasRetry());
-    }
-    EXPECT_EQ(attempts, 3);
-    EXPECT_EQ(retry.failures(), 3u);
-    EXPECT_EQ(retry.message(), QStringLiteral("CloudHttpPrivate: the request failed 3 times; giving up"));
-
-    // A caller's count wins over the configuration.
-    EXPECT_EQ(Retry(QStringLiteral("X"), 0, 7).attempts(), 7u);
-}
-
-TEST_F(RetryTest, NormalWaitsDoubleFromTheBaseWithJitter)
-{
-    config->baseWaitMs = 40;
-    Retry retry(QStringLiteral("X"), 0, 4);
-    const long long expectedMax[] = {40, 80, 160};
-    for (long long max : expectedMax) {
-        QElapsedTimer timer;
-        timer.start();
-        retry.retry();
-        EXPECT_GE(retry.lastWaitMs(), max / 2);
-        EXPECT_LE(retry.lastWaitMs(), max);
-        EXPECT_GE(timer.elapsed(), retry.lastWaitMs()) << "the wait was not slept";
-    }
-    // The failure that uses up the attempts does not wait.
-    QElapsedTimer timer;
-    timer.start();
-    retry.retry();
-    EXPECT_EQ(retry.lastWaitMs(), 0);
-    EXPECT_FALSE(retry);
-    EXPECT_LT(timer.elapsed(), 80);
-}
-
 TEST_F(RetryTest, WaitsAreCappedAndScaledByTheFactor)
 {
     config->baseWaitMs = 20;

@@ -44,15 +44,6 @@ using ::testing::Not;
 namespace Exception = Norvik::Cloud::Api::Exception;
 using Items = QList<QPair<QString, QString>>;
 
-// The decoded query items of a request, in their order.
-Items queryOf(const Server::Request& request)
-{
-    const int mark = request.target.indexOf('?');
-    if (mark < 0)
-        return {};
-    return QUrlQuery(QString::fromUtf8(request.target.mid(mark + 1))).queryItems(QUrl::FullyDecoded);
-}
-
 class ScriptedS3 : public ::testing::Test
 {
 protected:
@@ -116,46 +107,6 @@ const QByteArray FirstPage = R"(<?xml version="1.0" encoding="UTF-8"?>
     <ETag>"bbb"</ETag><Size>22</Size></Contents>
 </ListBucketResult>)";
 
-TEST_F(ScriptedS3, VersionListingCarriesKeyAndVersionInItsMarker)
-{
-    script({ok(R"(<ListVersionsResult><IsTruncated>true</IsTruncated>
-        <NextKeyMarker>dir/</NextKeyMarker><NextVersionIdMarker>v-2</NextVersionIdMarker>
-        <Version><Key>dir/a</Key><VersionId>v-1</VersionId><IsLatest>true</IsLatest>
-          <LastModified>2024-01-01T00:00:00.000Z</LastModified><ETag>"a1"</ETag><Size>3</Size></Version>
-        <DeleteMarker><Key>dir/gone</Key><VersionId>dm</VersionId></DeleteMarker>
-        <CommonPrefixes><Prefix>dir/sub/</Prefix></CommonPrefixes>
-        </ListVersionsResult>)")});
-    QString marker;
-    QJsonArray page =
-        s3.listingWithVersions(bucket, QStringLiteral("/dir/"), marker, QStringLiteral("/"), 2).array();
-    EXPECT_EQ(queryOf(lastRequest()),
-              (Items{{"versions", ""}, {"delimiter", "/"}, {"max-keys", "2"}, {"prefix", "dir/"}}));
-    ASSERT_EQ(page.size(), 2);
-    const ListingObject version(page.at(0).toObject());
-    EXPECT_EQ(version.name(), "/dir/a");
-    EXPECT_EQ(version.fileId(), "v-1");
-    EXPECT_EQ(version.size(), 3u);
-    EXPECT_EQ(ListingObject(page.at(1).toObject()).name(), "dir/sub/");
-    EXPECT_EQ(QJsonDocument::fromJson(marker.toUtf8()).object(), (QJsonObject{{"k", "dir/"}, {"v", "v-2"}}));
-
-    // The key loses its trailing "/" when the marker is read back.
-    script({ok("<ListVersionsResult><IsTruncated>false</IsTruncated></ListVersionsResult>")});
-    s3.listingWithVersions(bucket, QStringLiteral("/dir/"), marker, QStringLiteral("/"), 2);
-    EXPECT_EQ(queryOf(lastRequest()), (Items{{"versions", ""},
-                                             {"delimiter", "/"},
-                                             {"key-marker", "dir"},
-                                             {"version-id-marker", "v-2"},
-                                             {"max-keys", "2"},
-                                             {"prefix", "dir/"}}));
-    EXPECT_TRUE(marker.isEmpty());
-
-    // A marker that is not the listing's own gives a listing from the start.
-    marker = QStringLiteral("not json");
-    script({ok("<ListVersionsResult><IsTruncated>false</IsTruncated></ListVersionsResult>")});
-    s3.listingWithVersions(bucket, QString(), marker, QString(), 2);
-    EXPECT_EQ(queryOf(lastRequest()), (Items{{"versions", ""}, {"max-keys", "2"}, {"prefix", ""}}));
-}
-
 // --- Multipart uploads ----------------------------------------------------------------------
 
 TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
@@ -187,57 +138,6 @@ TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
 }
 
 // --- Deletes --------------------------------------------------------------------------------
-
-TEST_F(ScriptedS3, MultipleDeleteSendsOneDocumentAndReturnsTheFailures)
-{
-    const QJsonArray objects{
-        ListingObject(QStringLiteral("/a.txt"), QDateTime(), 1, {}, {}, false).json(),
-        ListingObject(QStringLiteral("/dir"), QDateTime(), 0, {}, {}, true).json(),
-        ListingObject(QStringLiteral("/v & w.txt"), QDateTime(), 1, "ver-1", {}, false).json(),
-    };
-    script({ok(R"(<DeleteResult>
-        <Error><Key>a.txt</Key><Code>AccessDenied</Code><Message>Access Denied</Message></Error>
-        <Error><Key>dir/</Key><Code>SomethingElse</Code><Message>nope</Message></Error>
-        </DeleteResult>)")});
-    const QJsonArray failed = s3.deleteMultiple(bucket, objects);
-
-    const Server::Request request = lastRequest();
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.target, "/bucket/?delete=");
-    EXPECT_EQ(request.header("Content-Type"), "plain/text");
-    EXPECT_EQ(request.header("Content-MD5"),
-              Norvik::Core::Hash::Digest::hash(request.body, Norvik::Core::Hash::Algorithm::Md5).toBase64());
-    QDomDocument sent;
-    ASSERT_TRUE(sent.setContent(request.body));
-    const QDomElement root = sent.documentElement();
-    EXPECT_EQ(root.tagName(), "Delete");
-    EXPECT_EQ(root.firstChildElement().tagName(), "Quiet");
-    EXPECT_EQ(root.firstChildElement().text(), "true");
-    QStringList keys;
-    QStringList versions;
-    for (QDomElement o = root.firstChildElement(QStringLiteral("Object")); !o.isNull();
-         o = o.nextSiblingElement(QStringLiteral("Object"))) {
-        keys << o.firstChildElement(QStringLiteral("Key")).text();
-        versions << o.firstChildElement(QStringLiteral("VersionId")).text();
-    }
-    EXPECT_EQ(keys, (QStringList{"a.txt", "dir/", "v & w.txt"}));
-    EXPECT_EQ(versions, (QStringList{"", "", "ver-1"}));
-
-    ASSERT_EQ(failed.size(), 2);
-    const MultipleDeleteErrorObject denied(failed.at(0).toObject());
-    EXPECT_EQ(denied.name(), "a.txt");
-    EXPECT_EQ(denied.code(), MultipleDeleteErrorObject::AccessDenied);
-    EXPECT_EQ(denied.message(), "Access Denied");
-    EXPECT_EQ(MultipleDeleteErrorObject(failed.at(1).toObject()).code(), MultipleDeleteErrorObject::Other);
-
-    script({ok("no xml")});
-    EXPECT_THROW(s3.deleteMultiple(bucket, objects), Exception::InvalidData);
-
-    // The plain protocol has no batch delete behind the general interface.
-    const int before = server.requestCount();
-    EXPECT_THROW(s3.delete_(bucket, objects), Exception::UnsupportedOperation);
-    EXPECT_EQ(server.requestCount(), before);
-}
 
 // --- Containers -----------------------------------------------------------------------------
 

@@ -274,40 +274,4 @@ TEST_F(BucketRegion, IsTakenFromTheRefusalsThatNameIt)
     EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::Operation);
 }
 
-TEST_F(BucketRegion, ConfigurationCheckStoresTheRegionOnlyWhenVersion4LacksOne)
-{
-    answer(200, location("ap-southeast-2"));
-    auto config = NorvikTest::s3Config(server.url(), QStringLiteral("V4"));
-    s3.checkConfig(QStringLiteral("bucket"), config);
-    EXPECT_EQ(config.value(Keys::Region).toString(), "ap-southeast-2");
-    EXPECT_EQ(server.requestCount(), 1);
-
-    // Afterwards the connection signs for the bucket's region.
-    HeaderMap headers;
-    QByteArray out;
-    answer(200, "object");
-    InspectableS3 checked(Type::AmazonS3Like);
-    ASSERT_TRUE(checked.setConfig(config));
-    checked.priv().get(QStringLiteral("bucket"), QStringLiteral("/k"), QUrlQuery(), headers, true, out);
-    EXPECT_THAT(server.requests().last().header("Authorization").toStdString(),
-                ::testing::HasSubstr("/ap-southeast-2/s3/aws4_request"));
-
-    // A configured region and version 2 ask nothing.
-    server.clearRequests();
-    auto withRegion = NorvikTest::s3Config(server.url(), QStringLiteral("V4"), QStringLiteral("eu-west-3"));
-    s3.checkConfig(QStringLiteral("bucket"), withRegion);
-    EXPECT_EQ(withRegion.value(Keys::Region).toString(), "eu-west-3");
-    CloudAmazonS3Like v2(Type::AmazonS3Like);
-    auto v2Config = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
-    ASSERT_TRUE(v2.setConfig(v2Config));
-    v2.checkConfig(QStringLiteral("bucket"), v2Config);
-    EXPECT_FALSE(v2Config.contains(Keys::Region));
-    EXPECT_EQ(server.requestCount(), 0);
-
-    // A configuration that the connection refuses fails the check.
-    auto broken = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
-    broken.remove(Keys::SecretKey);
-    EXPECT_THROW(v2.checkConfig(QStringLiteral("bucket"), broken), Exception::InvalidArgument);
-}
-
 } // namespace

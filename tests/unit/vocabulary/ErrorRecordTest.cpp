@@ -65,20 +65,6 @@ TEST(CloudErrorRecord, FactoryRefusesMalformedAndMistypedRecords)
         EXPECT_FALSE(rebuild(record)) << what;
 }
 
-TEST(CloudErrorRecord, BackBlazeIllegalPathIsRebuiltAsTheGeneralRecord)
-{
-    const QByteArray body = R"({"status":400,"code":"bad_request",)"
-                            R"("message":"File names must not contain DELETE"})";
-    auto record = Error::BackBlaze::PathContainsIllegalSymbols::fromResponse(body);
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->type(), 1001);
-
-    auto rebuilt = rebuild(record->toByteArray());
-    ASSERT_TRUE(rebuilt.dynamicCast<Error::PathContainsIllegalSymbols>());
-    EXPECT_FALSE(rebuilt.dynamicCast<Error::BackBlaze::PathContainsIllegalSymbols>());
-    EXPECT_EQ(rebuilt->message(), QStringLiteral("File names must not contain DELETE"));
-}
-
 TEST(CloudErrorRecord, ClockSkewIsReadFromTheServiceAnswer)
 {
     auto skewed = Error::Amazon::RequestTimeTooSkewed::fromResponse(SkewedBody);
