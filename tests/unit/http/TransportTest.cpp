@@ -381,4 +381,28 @@ TEST_F(Transport, RetriedGetLeavesNoBytesOfALongerFailedAttempt)
     EXPECT_TRUE(prefilled.startsWith(object));
 }
 
+// A certificate the machine does not trust is refused as a TLS problem, not retried as a
+// connection failure; with verification switched off the same server is read.
+TEST_F(Transport, UntrustedCertificateIsRefusedUnlessVerificationIsOff)
+{
+    Server tls(Server::Mode::Https);
+    ASSERT_TRUE(tls.start()) << tls.errorString().toStdString();
+    tls.setHandler([](const Server::Request&) { return answer(200, "secret"); });
+    HeaderMap headers;
+    QByteArray out;
+    probe.setSslVerifyPeer(true);
+    try {
+        probe.get(tls.url(), headers, out, QUuid());
+        ADD_FAILURE() << "an untrusted certificate was accepted";
+    } catch (const Exception::SslConnectionError&) {
+        ADD_FAILURE() << "a refused certificate is not a connection failure";
+    } catch (const Exception::SslProblem& e) {
+        EXPECT_EQ(e.code(), 60);
+    }
+    EXPECT_EQ(tls.requestCount(), 0);
+    probe.setSslVerifyPeer(false);
+    probe.get(tls.url(), headers, out, QUuid());
+    EXPECT_EQ(out, "secret");
+}
+
 } // namespace
