@@ -135,30 +135,6 @@ INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
           "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
 // clang-format on
 
-TEST(PathStyle, NamesThatCannotBeHostLabelsGoIntoThePath)
-{
-    CloudAmazonS3LikePrivate s3(Type::AmazonS3Like);
-    s3.setUsePathStyle(false);
-    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("bucket")));
-    EXPECT_FALSE(s3.usePathStyle(QString()));
-    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("my.bucket")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("1bucket")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("123")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket.")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("myBucket")));
-
-    // With the field set every bucket goes into the path, but an empty one still does not.
-    s3.setUsePathStyle(true);
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket")));
-    EXPECT_FALSE(s3.usePathStyle(QString()));
-
-    // Amazon S3 only tests the case.
-    CloudAmazonS3Private amazon;
-    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("1bucket")));
-    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("bucket.")));
-    EXPECT_TRUE(amazon.usePathStyle(QStringLiteral("myBucket")));
-}
-
 // --- Connections made by type ---------------------------------------------------------------
 
 // Exposes the private half of a connection to the test.
