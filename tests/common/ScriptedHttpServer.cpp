@@ -233,20 +233,6 @@ public:
         }
     }
 
-    std::optional<QByteArray> readLine()
-    {
-        for (;;) {
-            const int end = m_buffer.indexOf("\r\n");
-            if (end >= 0) {
-                QByteArray line = m_buffer.left(end);
-                m_buffer.remove(0, end + 2);
-                return line;
-            }
-            if (m_buffer.size() > MaximumHeadSize || !fill())
-                return std::nullopt;
-        }
-    }
-
     // Appends count bytes to out; false when the connection ends first (out then holds
     // what arrived).
     bool readExact(qint64 count, QByteArray& out)
@@ -294,35 +280,6 @@ bool parseHead(const QByteArray& head, ScriptedHttpServer::Request& request)
         request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
     }
     return true;
-}
-
-bool readChunkedBody(Reader& reader, ScriptedHttpServer::Request& request)
-{
-    for (;;) {
-        const std::optional<QByteArray> sizeLine = reader.readLine();
-        if (!sizeLine)
-            return false;
-        const QByteArray sizeText = sizeLine->split(';').value(0).trimmed();
-        bool ok = false;
-        const qint64 size = sizeText.toLongLong(&ok, 16);
-        if (!ok || size < 0)
-            return false;
-        if (size == 0) {
-            // Trailer lines up to the blank one.
-            for (;;) {
-                const std::optional<QByteArray> trailer = reader.readLine();
-                if (!trailer)
-                    return false;
-                if (trailer->isEmpty())
-                    return true;
-            }
-        }
-        if (!reader.readExact(size, request.body))
-            return false;
-        const std::optional<QByteArray> end = reader.readLine();
-        if (!end || !end->isEmpty())
-            return false;
-    }
 }
 
 bool headersContain(const QList<QPair<QByteArray, QByteArray>>& headers, const QByteArray& name)
@@ -536,10 +493,8 @@ void ScriptedHttpServer::Private::serve(int fd, int serial)
             break;
         }
 
-        const QByteArray transferEncoding = request.header("Transfer-Encoding").toLower();
-        request.chunked = transferEncoding.contains("chunked");
-        const qint64 contentLength = request.chunked ? 0 : request.header("Content-Length").toLongLong();
-        const bool hasBody = request.chunked || contentLength > 0;
+        const qint64 contentLength = request.header("Content-Length").toLongLong();
+        const bool hasBody = contentLength > 0;
 
         if (hasBody && request.header("Expect").toLower() == "100-continue") {
             static const QByteArray interim = "HTTP/1.1 100 Continue\r\n\r\n";
@@ -547,8 +502,7 @@ void ScriptedHttpServer::Private::serve(int fd, int serial)
                 break;
         }
 
-        const bool bodyRead = request.chunked ? readChunkedBody(reader, request)
-                                              : reader.readExact(contentLength, request.body);
+        const bool bodyRead = reader.readExact(contentLength, request.body);
         if (!bodyRead) {
             request.complete = false;
             record(request);

@@ -22,8 +22,8 @@ namespace NorvikTest {
 //     EXPECT_EQ(server.requests().at(0).method, "PUT");
 //
 // It accepts on a thread of its own and serves each connection on another thread, with
-// keep-alive, request bodies by Content-Length or chunked framing, and "100 Continue" for
-// requests that expect it.
+// keep-alive, request bodies by Content-Length (the library always sends one), and "100
+// Continue" for requests that expect it.
 // The handler runs on the connection's thread. In Https mode it serves TLS with a
 // self-signed certificate made at start, whose PEM file certificatePath() names (the file
 // is also the certificate's own CA bundle). All waits end promptly when the server stops.
@@ -37,8 +37,7 @@ public:
             target; // as on the request line: "/a?b", "http://host/a" through a proxy, "host:443" for CONNECT
         QByteArray version;
         QList<QPair<QByteArray, QByteArray>> headers; // in the order and case received
-        QByteArray body;                              // without chunked framing
-        bool chunked = false;
+        QByteArray body;
         bool complete = true; // false when the client went away before the whole body arrived
         int connection = 0;   // serial number of the connection, from 1
 
