@@ -1,28 +1,17 @@
-// The object operations of the S3 connection against a scripted server: what each operation
-// sends (verb, target, query order, headers, body) and how it reads the answer.
+// What the S3 connection does that real servers cannot show: answers it cannot use, paths that
+// would address the bucket itself, and the expiry of signed URLs on a fixed clock.
 
 #include "s3/CloudAmazonS3Like.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 
-#include "connection/CloudFileMetaData.h"
 #include "connection/Exception.h"
 #include "connection/ListingObject.h"
-#include "connection/MultipartListPartObject.h"
-#include "connection/MultipleDeleteErrorObject.h"
 
 #include "S3TestConfig.h"
 #include "ScriptedHttpServer.h"
-#include "TestSupport.h"
-
-#include <NorvikCore/Hash.h>
 
 #include <QBuffer>
-#include <QDomDocument>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QMutex>
-#include <QRegularExpression>
 #include <QUrlQuery>
 
 #include <gmock/gmock.h>
@@ -34,15 +23,9 @@ namespace {
 using Norvik::Cloud::Type;
 using Norvik::Cloud::Api::CloudAmazonS3Like;
 using Norvik::Cloud::Api::CloudAmazonS3LikePrivate;
-using Norvik::Cloud::Api::CloudFileMetaData;
 using Norvik::Cloud::Api::ListingObject;
-using Norvik::Cloud::Api::MultipartListPartObject;
-using Norvik::Cloud::Api::MultipleDeleteErrorObject;
 using Server = NorvikTest::ScriptedHttpServer;
-using ::testing::HasSubstr;
-using ::testing::Not;
 namespace Exception = Norvik::Cloud::Api::Exception;
-using Items = QList<QPair<QString, QString>>;
 
 class ScriptedS3 : public ::testing::Test
 {
@@ -68,18 +51,6 @@ protected:
         for (const Server::Response& response : responses)
             answers.push_back([response](const Server::Request&) { return response; });
     }
-    void script(std::function<Server::Response(const Server::Request&)> answer)
-    {
-        QMutexLocker lock(&mutex);
-        answers.push_back(std::move(answer));
-    }
-
-    Server::Request lastRequest() const
-    {
-        const auto requests = server.requests();
-        return requests.isEmpty() ? Server::Request() : requests.last();
-    }
-
     static Server::Response ok(const QByteArray& body, const QByteArray& contentType = "application/xml")
     {
         return Server::Response::ok(body).withHeader("Content-Type", contentType);
@@ -91,21 +62,6 @@ protected:
     CloudAmazonS3Like s3{Type::AmazonS3Like};
     const QString bucket = QStringLiteral("bucket");
 };
-
-// --- Whole objects --------------------------------------------------------------------------
-
-// --- Listing --------------------------------------------------------------------------------
-
-const QByteArray FirstPage = R"(<?xml version="1.0" encoding="UTF-8"?>
-<ListBucketResult xmlns="http://s3.amazonaws.com/doc/2006-03-01/">
-  <Name>bucket</Name><Prefix>dir/</Prefix><MaxKeys>3</MaxKeys><Delimiter>/</Delimiter>
-  <IsTruncated>true</IsTruncated>
-  <Contents><Key>dir/a.txt</Key><LastModified>2024-01-31T23:59:59.000Z</LastModified>
-    <ETag>"aaa"</ETag><Size>11</Size><StorageClass>STANDARD</StorageClass></Contents>
-  <CommonPrefixes><Prefix>dir/sub/</Prefix></CommonPrefixes>
-  <Contents><Key>dir/b.txt</Key><LastModified>2024-02-01T00:00:00.000Z</LastModified>
-    <ETag>"bbb"</ETag><Size>22</Size></Contents>
-</ListBucketResult>)";
 
 // --- Multipart uploads ----------------------------------------------------------------------
 
@@ -136,10 +92,6 @@ TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
     EXPECT_THROW(s3.endMultipartUpload(bucket, QStringLiteral("/f"), "id", {{1, "\"a\""}}),
                  Exception::MultipartUploadError);
 }
-
-// --- Deletes --------------------------------------------------------------------------------
-
-// --- Containers -----------------------------------------------------------------------------
 
 TEST_F(ScriptedS3, PathsThatNameNoObjectNeverReachTheBucket)
 {
