@@ -24,9 +24,8 @@ namespace NorvikTest {
 // It accepts on a thread of its own and serves each connection on another thread, with
 // keep-alive, request bodies by Content-Length (the library always sends one), and "100
 // Continue" for requests that expect it.
-// The handler runs on the connection's thread. In Https mode it serves TLS with a
-// self-signed certificate made at start, whose PEM file certificatePath() names (the file
-// is also the certificate's own CA bundle). All waits end promptly when the server stops.
+// The handler runs on the connection's thread. In Https mode it serves TLS with a self-signed
+// certificate made at start. All waits end promptly when the server stops.
 class ScriptedHttpServer
 {
 public:
@@ -103,8 +102,6 @@ public:
     quint16 port() const;
     // "http://127.0.0.1:<port>" (or https) with the given path.
     QUrl url(const QString& path = QStringLiteral("/")) const;
-    // Https mode: the PEM file of the server's certificate, valid for 127.0.0.1 and localhost.
-    QString certificatePath() const;
 
     // Requests in the order they were read in full. One whose body was cut off is recorded
     // with complete false when its connection ends. CONNECT is answered like any other
