@@ -27,8 +27,6 @@ using NorvikTest::LogCapture;
 namespace {
 
 const QString ThrowingJob = QStringLiteral("test_throwing_job");
-const QString ErrorReturningJob = QStringLiteral("test_error_returning_job");
-const QString SucceedingJob = QStringLiteral("test_succeeding_job");
 
 // What the throwing job function throws next. exec() runs on the test's thread here, so a
 // plain global is enough.
@@ -39,23 +37,6 @@ QJsonDocument throwingJob(Api::IConnection*, const QJsonObject&)
     g_raise();
     ADD_FAILURE() << "the job function was expected to throw";
     return QJsonDocument();
-}
-
-// Reports a failure the way a job function may do without throwing.
-QJsonDocument errorReturningJob(Api::IConnection*, const QJsonObject& job)
-{
-    QJsonObject result = job;
-    result.insert(JobFormat::Result::Status::Key, JobFormat::Result::Status::Value::Error);
-    result.insert(QStringLiteral("reason"), QStringLiteral("told by the function"));
-    return QJsonDocument(result);
-}
-
-QJsonDocument succeedingJob(Api::IConnection* connection, const QJsonObject& job)
-{
-    QJsonObject result = job;
-    result.insert(JobFormat::Result::Status::Key, JobFormat::Result::Status::Value::Success);
-    result.insert(QStringLiteral("connection_id"), connection->id().toString());
-    return QJsonDocument(result);
 }
 
 const QByteArray SkewBody = "<Error><Code>RequestTimeTooSkewed</Code><Message>clock is off</Message>"
@@ -187,12 +168,7 @@ const std::vector<FailureCase>& failureCases()
 class JobExec : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        OperationJob::addJobFunction(ThrowingJob, &throwingJob);
-        OperationJob::addJobFunction(ErrorReturningJob, &errorReturningJob);
-        OperationJob::addJobFunction(SucceedingJob, &succeedingJob);
-    }
+    static void SetUpTestSuite() { OperationJob::addJobFunction(ThrowingJob, &throwingJob); }
 
     static QJsonObject job(const QString& type)
     {

@@ -15,12 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <functional>
 #include <future>
 #include <thread>
 
@@ -59,39 +53,6 @@ TEST(TerminateTest, AbortsRunningAndLaterTransfersAndRetryWaits)
         request->setOpt(curlpp::options::Url(server.url("/stalled").toEncoded().toStdString()));
         return performRequest(*request);
     });
-    // An upload held back by the bandwidth limiter.
-    Utility::Bandwidth::instance().setLimit(Utility::Bandwidth::Upload, 16 * 1024);
-    const QByteArray payload(1024 * 1024, 'u');
-    auto upload = std::async(std::launch::async, [&] {
-        using namespace std::placeholders;
-        ClientHttp client;
-        QBuffer source;
-        source.setData(payload);
-        source.open(QIODevice::ReadOnly);
-        auto request = client.createRequest(nullptr, nullptr, nullptr, QUuid());
-        request->setOpt(curlpp::options::Url(server.url("/limited").toEncoded().toStdString()));
-        request->setOpt(curlpp::options::Upload(true));
-        request->setOpt(curlpp::options::InfileSizeLarge(payload.size()));
-        request->setOpt(
-            curlpp::options::ReadFunction(std::bind(&ClientCurl::StreamReadData, &source, _1, _2, _3)));
-        return performRequest(*request);
-    });
-    // A TLS handshake that the peer never answers (it listens and never accepts).
-    const int silent = ::socket(AF_INET, SOCK_STREAM, 0);
-    ASSERT_GE(silent, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(::bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(silent, 8), 0);
-    ASSERT_EQ(::getsockname(silent, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    auto connecting = std::async(std::launch::async, [port = ntohs(address.sin_port)] {
-        ClientHttp client;
-        auto request = client.createRequest(nullptr, nullptr, nullptr, QUuid());
-        request->setOpt(curlpp::options::Url("https://127.0.0.1:" + std::to_string(port) + "/"));
-        return performRequest(*request);
-    });
     // A retry loop in the middle of a long wait.
     auto retrying = std::async(std::launch::async, [] {
         Utility::Retry retry(QStringLiteral("CloudHttpPrivate"), 0, 3);
@@ -101,14 +62,12 @@ TEST(TerminateTest, AbortsRunningAndLaterTransfersAndRetryWaits)
         return timer.elapsed();
     });
 
-    // The download's head has arrived and the upload is under way.
+    // The download's head has arrived.
     QElapsedTimer started;
     started.start();
     ASSERT_TRUE(server.waitForRequests(1));
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     ASSERT_EQ(download.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    ASSERT_EQ(upload.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    ASSERT_EQ(connecting.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 
     QElapsedTimer timer;
     timer.start();
@@ -116,17 +75,10 @@ TEST(TerminateTest, AbortsRunningAndLaterTransfersAndRetryWaits)
     EXPECT_TRUE(ClientCurl::isTermintated());
 
     ASSERT_EQ(download.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    ASSERT_EQ(upload.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     ASSERT_EQ(retrying.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    ASSERT_EQ(connecting.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     const qint64 stopped = timer.elapsed();
-    ::close(silent);
     const Outcome downloadOutcome = download.get();
-    const Outcome uploadOutcome = upload.get();
-    const Outcome connectingOutcome = connecting.get();
     EXPECT_EQ(downloadOutcome.code, AbortedByCallback) << downloadOutcome.message;
-    EXPECT_EQ(uploadOutcome.code, AbortedByCallback) << uploadOutcome.message;
-    EXPECT_EQ(connectingOutcome.code, AbortedByCallback) << connectingOutcome.message;
     EXPECT_LT(retrying.get(), 10000) << "the retry slept through terminate()";
     EXPECT_LT(stopped, 5000) << "the transfers outlived terminate() by far";
 
@@ -138,7 +90,6 @@ TEST(TerminateTest, AbortsRunningAndLaterTransfersAndRetryWaits)
     EXPECT_TRUE(ClientCurl::isTermintated());
     EXPECT_EQ(Utility::Bandwidth::instance().acquire(Utility::Bandwidth::Upload, 100), 0);
 
-    Utility::Bandwidth::instance().setLimit(Utility::Bandwidth::Upload, 0);
     NorvikTest::installFastRetries();
 }
 

@@ -137,14 +137,6 @@ INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
 
 // --- Connections made by type ---------------------------------------------------------------
 
-// Exposes the private half of a connection to the test.
-class InspectableS3 : public CloudAmazonS3Like
-{
-public:
-    using CloudAmazonS3Like::CloudAmazonS3Like;
-    CloudAmazonS3LikePrivate& priv() { return *d; }
-};
-
 TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
 {
     const auto complete =
