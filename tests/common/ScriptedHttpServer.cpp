@@ -1,30 +1,23 @@
 #include "ScriptedHttpServer.h"
 
-#include <QDir>
-#include <QFile>
+#include <QMap>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QTemporaryDir>
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/ssl.h>
-#include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -34,298 +27,121 @@ namespace NorvikTest {
 
 namespace {
 
-constexpr int PollSliceMs = 50;
-constexpr qint64 MaximumHeadSize = 1024 * 1024;
-constexpr qint64 SendPiece = 64 * 1024;
-constexpr qint64 ResponseChunk = 8 * 1024;
-
-QByteArray reasonPhrase(int status)
-{
-    switch (status) {
-    case 100:
-        return "Continue";
-    case 200:
-        return "OK";
-    case 201:
-        return "Created";
-    case 202:
-        return "Accepted";
-    case 204:
-        return "No Content";
-    case 206:
-        return "Partial Content";
-    case 301:
-        return "Moved Permanently";
-    case 302:
-        return "Found";
-    case 304:
-        return "Not Modified";
-    case 307:
-        return "Temporary Redirect";
-    case 400:
-        return "Bad Request";
-    case 401:
-        return "Unauthorized";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 409:
-        return "Conflict";
-    case 412:
-        return "Precondition Failed";
-    case 416:
-        return "Range Not Satisfiable";
-    case 417:
-        return "Expectation Failed";
-    case 429:
-        return "Too Many Requests";
-    case 500:
-        return "Internal Server Error";
-    case 501:
-        return "Not Implemented";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
-}
+using Clock = std::chrono::steady_clock;
 
 bool sleepUnlessStopping(int ms, const std::atomic<bool>& stopping)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (!stopping.load()) {
-        const auto left = end - std::chrono::steady_clock::now();
-        if (left <= std::chrono::steady_clock::duration::zero())
-            return true;
-        std::this_thread::sleep_for(
-            std::min<std::chrono::steady_clock::duration>(left, std::chrono::milliseconds(20)));
+    const auto end = Clock::now() + std::chrono::milliseconds(ms);
+    while (Clock::now() < end) {
+        if (stopping.load())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    return false;
+    return true;
 }
 
-// One accepted socket, plain or TLS, non-blocking underneath; every wait gives up when the
-// server stops.
-class Channel
+// One accepted socket, plain or TLS. The socket times out every 50 ms, so that every wait
+// gives up soon after the server stops.
+struct Channel
 {
-public:
-    Channel(int fd, SSL* ssl, const std::atomic<bool>& stopping)
-        : m_fd(fd)
-        , m_ssl(ssl)
-        , m_stopping(stopping)
-    {
-    }
+    int fd;
+    SSL* ssl;
+    const std::atomic<bool>& stopping;
+    QByteArray buffer;
+
     ~Channel()
     {
-        if (m_ssl)
-            SSL_free(m_ssl);
-        if (m_fd >= 0)
-            ::close(m_fd);
+        if (ssl)
+            SSL_free(ssl);
+        if (fd >= 0)
+            ::close(fd);
     }
-    Channel(const Channel&) = delete;
-    Channel& operator=(const Channel&) = delete;
+
+    // Whether a failed call may be tried again: a time-out while the server runs.
+    bool again(int result)
+    {
+        if (stopping.load())
+            return false;
+        if (!ssl)
+            return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        const int error = SSL_get_error(ssl, result);
+        return error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE;
+    }
 
     bool handshake()
     {
-        if (!m_ssl)
-            return true;
         for (;;) {
-            const int result = SSL_accept(m_ssl);
+            const int result = ssl ? SSL_accept(ssl) : 1;
             if (result == 1)
                 return true;
-            if (!waitForSsl(SSL_get_error(m_ssl, result)))
+            if (!again(result))
                 return false;
         }
     }
 
-    // Bytes read, 0 when the peer closed, -1 on an error or when the server stops.
-    qint64 readSome(char* buffer, qint64 max)
+    // Appends what arrives to the buffer; false when the peer closed or the server stops.
+    bool fill()
     {
+        char chunk[64 * 1024];
         for (;;) {
-            if (m_ssl) {
-                const int result = SSL_read(m_ssl, buffer, static_cast<int>(std::min<qint64>(max, 1 << 30)));
-                if (result > 0)
-                    return result;
-                const int error = SSL_get_error(m_ssl, result);
-                if (error == SSL_ERROR_ZERO_RETURN)
-                    return 0;
-                if (!waitForSsl(error))
-                    return error == SSL_ERROR_SYSCALL ? 0 : -1;
-            } else {
-                const ssize_t result = ::recv(m_fd, buffer, static_cast<size_t>(max), 0);
-                if (result >= 0)
-                    return result;
-                if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)
-                    return -1;
-                if (!waitFor(POLLIN))
-                    return -1;
+            const long result = ssl ? SSL_read(ssl, chunk, sizeof chunk) : ::recv(fd, chunk, sizeof chunk, 0);
+            if (result > 0) {
+                buffer.append(chunk, static_cast<int>(result));
+                return true;
             }
+            if (result == 0 || !again(static_cast<int>(result)))
+                return false;
         }
     }
 
     bool writeAll(const char* data, qint64 size)
     {
-        qint64 done = 0;
-        while (done < size) {
-            const qint64 piece = std::min(size - done, SendPiece);
-            if (m_ssl) {
-                const int result = SSL_write(m_ssl, data + done, static_cast<int>(piece));
-                if (result > 0) {
-                    done += result;
-                    continue;
-                }
-                if (!waitForSsl(SSL_get_error(m_ssl, result)))
-                    return false;
-            } else {
-                const ssize_t result = ::send(m_fd, data + done, static_cast<size_t>(piece), MSG_NOSIGNAL);
-                if (result > 0) {
-                    done += result;
-                    continue;
-                }
-                if (result < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)
-                    return false;
-                if (!waitFor(POLLOUT))
-                    return false;
-            }
+        for (qint64 done = 0; done < size;) {
+            const int piece = static_cast<int>(std::min<qint64>(size - done, 64 * 1024));
+            const long result = ssl ? SSL_write(ssl, data + done, piece)
+                                    : ::send(fd, data + done, size_t(piece), MSG_NOSIGNAL);
+            if (result > 0)
+                done += result;
+            else if (!again(static_cast<int>(result)))
+                return false;
         }
         return true;
+    }
+
+    // An orderly close that lets the peer read what was sent, even while it is still sending:
+    // closing with unread input would make the kernel answer with a reset.
+    void closeGracefully()
+    {
+        if (ssl)
+            SSL_shutdown(ssl);
+        ::shutdown(fd, SHUT_WR);
+        char sink[16 * 1024];
+        const auto end = Clock::now() + std::chrono::milliseconds(500);
+        while (Clock::now() < end && !stopping.load()) {
+            const long result = ::recv(fd, sink, sizeof sink, 0);
+            if (result == 0 || (result < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR))
+                break;
+        }
     }
 
     void reset()
     {
         linger option{1, 0};
-        ::setsockopt(m_fd, SOL_SOCKET, SO_LINGER, &option, sizeof option);
-        ::close(m_fd);
-        m_fd = -1;
+        ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &option, sizeof option);
     }
-
-    // An orderly close that lets the peer read what was sent, even when it is still sending:
-    // closing with unread input would make the kernel answer with a reset.
-    void closeGracefully()
-    {
-        if (m_fd < 0)
-            return;
-        if (m_ssl)
-            SSL_shutdown(m_ssl);
-        ::shutdown(m_fd, SHUT_WR);
-        char sink[16 * 1024];
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
-        while (std::chrono::steady_clock::now() < end && !m_stopping.load()) {
-            pollfd entry{m_fd, POLLIN, 0};
-            if (::poll(&entry, 1, 20) <= 0)
-                continue;
-            if (::recv(m_fd, sink, sizeof sink, 0) <= 0)
-                break;
-        }
-    }
-
-private:
-    bool waitFor(short events)
-    {
-        while (!m_stopping.load()) {
-            pollfd entry{m_fd, events, 0};
-            const int result = ::poll(&entry, 1, PollSliceMs);
-            if (result > 0)
-                return true;
-            if (result < 0 && errno != EINTR)
-                return false;
-        }
-        return false;
-    }
-
-    bool waitForSsl(int error)
-    {
-        if (error == SSL_ERROR_WANT_READ)
-            return waitFor(POLLIN);
-        if (error == SSL_ERROR_WANT_WRITE)
-            return waitFor(POLLOUT);
-        return false;
-    }
-
-    int m_fd;
-    SSL* m_ssl;
-    const std::atomic<bool>& m_stopping;
-};
-
-// Buffered reading of lines and counted bytes.
-class Reader
-{
-public:
-    explicit Reader(Channel& channel)
-        : m_channel(channel)
-    {
-    }
-
-    // The head up to and without the blank line; nullopt when the connection ends first.
-    std::optional<QByteArray> readHead()
-    {
-        for (;;) {
-            const int end = m_buffer.indexOf("\r\n\r\n");
-            if (end >= 0) {
-                QByteArray head = m_buffer.left(end);
-                m_buffer.remove(0, end + 4);
-                return head;
-            }
-            if (m_buffer.size() > MaximumHeadSize || !fill())
-                return std::nullopt;
-        }
-    }
-
-    std::optional<QByteArray> readLine()
-    {
-        for (;;) {
-            const int end = m_buffer.indexOf("\r\n");
-            if (end >= 0) {
-                QByteArray line = m_buffer.left(end);
-                m_buffer.remove(0, end + 2);
-                return line;
-            }
-            if (m_buffer.size() > MaximumHeadSize || !fill())
-                return std::nullopt;
-        }
-    }
-
-    // Appends count bytes to out; false when the connection ends first (out then holds
-    // what arrived).
-    bool readExact(qint64 count, QByteArray& out)
-    {
-        while (count > 0) {
-            if (m_buffer.isEmpty() && !fill())
-                return false;
-            const qint64 piece = std::min<qint64>(count, m_buffer.size());
-            out.append(m_buffer.constData(), static_cast<int>(piece));
-            m_buffer.remove(0, static_cast<int>(piece));
-            count -= piece;
-        }
-        return true;
-    }
-
-private:
-    bool fill()
-    {
-        char chunk[64 * 1024];
-        const qint64 count = m_channel.readSome(chunk, sizeof chunk);
-        if (count <= 0)
-            return false;
-        m_buffer.append(chunk, static_cast<int>(count));
-        return true;
-    }
-
-    Channel& m_channel;
-    QByteArray m_buffer;
 };
 
 bool parseHead(const QByteArray& head, ScriptedHttpServer::Request& request)
 {
     const QList<QByteArray> lines = head.split('\n');
     const QList<QByteArray> parts = lines.value(0).trimmed().split(' ');
-    if (parts.size() != 3 || parts.at(0).isEmpty() || !parts.at(2).startsWith("HTTP/"))
+    if (parts.size() != 3 || !parts.at(2).startsWith("HTTP/"))
         return false;
     request.method = parts.at(0);
     request.target = parts.at(1);
     request.version = parts.at(2);
     for (int i = 1; i < lines.size(); ++i) {
-        const QByteArray line = lines.at(i).endsWith('\r') ? lines.at(i).chopped(1) : lines.at(i);
+        const QByteArray line = lines.at(i).trimmed();
         const int colon = line.indexOf(':');
         if (colon <= 0)
             return false;
@@ -334,74 +150,45 @@ bool parseHead(const QByteArray& head, ScriptedHttpServer::Request& request)
     return true;
 }
 
-bool readChunkedBody(Reader& reader, ScriptedHttpServer::Request& request)
+// A self-signed certificate for 127.0.0.1 and localhost, made for each server.
+SSL_CTX* makeTlsContext()
 {
-    for (;;) {
-        const std::optional<QByteArray> sizeLine = reader.readLine();
-        if (!sizeLine)
-            return false;
-        const QByteArray sizeText = sizeLine->split(';').value(0).trimmed();
-        bool ok = false;
-        const qint64 size = sizeText.toLongLong(&ok, 16);
-        if (!ok || size < 0)
-            return false;
-        if (size == 0) {
-            // Trailer lines up to the blank one.
-            for (;;) {
-                const std::optional<QByteArray> trailer = reader.readLine();
-                if (!trailer)
-                    return false;
-                if (trailer->isEmpty())
-                    return true;
-            }
-        }
-        if (!reader.readExact(size, request.body))
-            return false;
-        const std::optional<QByteArray> end = reader.readLine();
-        if (!end || !end->isEmpty())
-            return false;
+    EVP_PKEY* key = EVP_EC_gen("P-256");
+    X509* certificate = X509_new();
+    SSL_CTX* context = SSL_CTX_new(TLS_server_method());
+    bool ok = key && certificate && context;
+    if (ok) {
+        ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
+        X509_gmtime_adj(X509_getm_notBefore(certificate), -3600);
+        X509_gmtime_adj(X509_getm_notAfter(certificate), 2L * 24 * 3600);
+        X509_set_pubkey(certificate, key);
+        X509_NAME* name = X509_get_subject_name(certificate);
+        X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                                   reinterpret_cast<const unsigned char*>("127.0.0.1"), -1, -1, 0);
+        X509_set_issuer_name(certificate, name);
+        X509_EXTENSION* names =
+            X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost");
+        ok = names && X509_add_ext(certificate, names, -1) == 1 &&
+             X509_sign(certificate, key, EVP_sha256()) > 0 &&
+             SSL_CTX_use_certificate(context, certificate) == 1 && SSL_CTX_use_PrivateKey(context, key) == 1;
+        X509_EXTENSION_free(names);
+        SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     }
-}
-
-bool headersContain(const QList<QPair<QByteArray, QByteArray>>& headers, const QByteArray& name)
-{
-    return std::any_of(headers.begin(), headers.end(), [&](const auto& header) {
-        return header.first.compare(name, Qt::CaseInsensitive) == 0;
-    });
-}
-
-struct SslCleanup
-{
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    void operator()(X509* certificate) const { X509_free(certificate); }
-};
-
-bool addExtension(X509* certificate, int nid, const char* value)
-{
-    X509V3_CTX context;
-    X509V3_set_ctx_nodb(&context);
-    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-    X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
-    if (!extension)
-        return false;
-    const bool added = X509_add_ext(certificate, extension, -1) == 1;
-    X509_EXTENSION_free(extension);
-    return added;
+    X509_free(certificate);
+    EVP_PKEY_free(key);
+    if (!ok && context) {
+        SSL_CTX_free(context);
+        context = nullptr;
+    }
+    return context;
 }
 
 } // namespace
-
-// --- Request and Response ------------------------------------------------------------------
 
 QByteArray ScriptedHttpServer::Request::header(const QByteArray& name) const
 {
     const QList<QByteArray> values = headerValues(name);
     return values.isEmpty() ? QByteArray() : values.last();
-}
-
-bool ScriptedHttpServer::Request::hasHeader(const QByteArray& name) const
-{
-    return headersContain(headers, name);
 }
 
 QList<QByteArray> ScriptedHttpServer::Request::headerValues(const QByteArray& name) const
@@ -422,15 +209,13 @@ QByteArray ScriptedHttpServer::Request::path() const
 
 ScriptedHttpServer::Response ScriptedHttpServer::Response::ok(const QByteArray& body)
 {
-    Response response;
-    response.body = body;
-    return response;
+    return make(200, body);
 }
 
-ScriptedHttpServer::Response ScriptedHttpServer::Response::make(int code, const QByteArray& body)
+ScriptedHttpServer::Response ScriptedHttpServer::Response::make(int status, const QByteArray& body)
 {
     Response response;
-    response.status = code;
+    response.status = status;
     response.body = body;
     return response;
 }
@@ -449,34 +234,24 @@ ScriptedHttpServer::Response& ScriptedHttpServer::Response::withHeader(const QBy
     return *this;
 }
 
-// --- Server ----------------------------------------------------------------------------------
-
 struct ScriptedHttpServer::Private
 {
     Mode mode = Mode::Http;
     std::atomic<bool> stopping{false};
-    std::atomic<bool> running{false};
-    std::atomic<bool> answerContinue{true};
     int listenFd = -1;
     quint16 port = 0;
     QString error;
     std::thread acceptThread;
+    SSL_CTX* tls = nullptr;
 
-    mutable QMutex mutex; // handlers, requests, connection threads
+    QMutex mutex; // handler, requests, connection threads
     Handler handler;
-    ExpectHandler expectHandler;
     QList<Request> requests;
     std::vector<std::thread> connections;
-    int connectionSerial = 0;
+    int serial = 0;
 
-    SSL_CTX* tls = nullptr;
-    std::unique_ptr<QTemporaryDir> certificateDir;
-    QString certificatePath;
-
-    bool makeCertificate();
-    void acceptLoop();
-    void serve(int fd, int serial);
-    bool sendResponse(Channel& channel, const Request& request, const Response& response);
+    void serve(int fd, int connection);
+    bool send(Channel& channel, const Request& request, const Response& response);
     void record(const Request& request)
     {
         QMutexLocker lock(&mutex);
@@ -484,223 +259,102 @@ struct ScriptedHttpServer::Private
     }
 };
 
-bool ScriptedHttpServer::Private::makeCertificate()
+void ScriptedHttpServer::Private::serve(int fd, int connection)
 {
-    std::unique_ptr<EVP_PKEY, SslCleanup> key(EVP_EC_gen("P-256"));
-    std::unique_ptr<X509, SslCleanup> certificate(X509_new());
-    if (!key || !certificate)
-        return false;
-    X509_set_version(certificate.get(), 2);
-    ASN1_INTEGER_set(
-        X509_get_serialNumber(certificate.get()),
-        static_cast<long>(std::chrono::system_clock::now().time_since_epoch().count() & 0x7fffffff));
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -3600);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 2L * 24 * 3600);
-    X509_set_pubkey(certificate.get(), key.get());
-    X509_NAME* name = X509_get_subject_name(certificate.get());
-    X509_NAME_add_entry_by_txt(name, "O", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("Norvik test"),
-                               -1, -1, 0);
-    X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("127.0.0.1"),
-                               -1, -1, 0);
-    X509_set_issuer_name(certificate.get(), name);
-    if (!addExtension(certificate.get(), NID_basic_constraints, "critical,CA:TRUE") ||
-        !addExtension(certificate.get(), NID_key_usage, "critical,digitalSignature,keyCertSign") ||
-        !addExtension(certificate.get(), NID_ext_key_usage, "serverAuth") ||
-        !addExtension(certificate.get(), NID_subject_key_identifier, "hash") ||
-        !addExtension(certificate.get(), NID_subject_alt_name, "IP:127.0.0.1,DNS:localhost"))
-        return false;
-    if (X509_sign(certificate.get(), key.get(), EVP_sha256()) <= 0)
-        return false;
-
-    certificateDir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/norvik-tls-XXXXXX"));
-    if (!certificateDir->isValid())
-        return false;
-    certificatePath = certificateDir->filePath(QStringLiteral("server-certificate.pem"));
-    FILE* file = std::fopen(QFile::encodeName(certificatePath).constData(), "w");
-    if (!file)
-        return false;
-    const bool written = PEM_write_X509(file, certificate.get()) == 1;
-    std::fclose(file);
-    if (!written)
-        return false;
-
-    tls = SSL_CTX_new(TLS_server_method());
-    if (!tls)
-        return false;
-    SSL_CTX_set_mode(tls, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    return SSL_CTX_use_certificate(tls, certificate.get()) == 1 &&
-           SSL_CTX_use_PrivateKey(tls, key.get()) == 1;
-}
-
-// OpenSSL writes to the socket without MSG_NOSIGNAL: a client that hangs up mid-handshake
-// must not kill the test process. Threads started from here inherit the mask.
-static void blockBrokenPipeSignal()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-}
-
-void ScriptedHttpServer::Private::acceptLoop()
-{
-    blockBrokenPipeSignal();
-    while (!stopping.load()) {
-        pollfd entry{listenFd, POLLIN, 0};
-        if (::poll(&entry, 1, PollSliceMs) <= 0)
-            continue;
-        const int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (fd < 0)
-            continue;
-        QMutexLocker lock(&mutex);
-        const int serial = ++connectionSerial;
-        connections.emplace_back([this, fd, serial] { serve(fd, serial); });
-    }
-}
-
-void ScriptedHttpServer::Private::serve(int fd, int serial)
-{
-    SSL* ssl = nullptr;
-    if (tls) {
-        ssl = SSL_new(tls);
-        SSL_set_fd(ssl, fd);
-    }
-    Channel channel(fd, ssl, stopping);
+    timeval slice{0, 50000};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &slice, sizeof slice);
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &slice, sizeof slice);
+    Channel channel{fd, tls ? SSL_new(tls) : nullptr, stopping, {}};
+    if (channel.ssl)
+        SSL_set_fd(channel.ssl, fd);
     if (!channel.handshake())
         return;
-    Reader reader(channel);
-
-    for (int index = 0; !stopping.load(); ++index) {
-        const std::optional<QByteArray> head = reader.readHead();
-        if (!head)
-            break;
+    while (!stopping.load()) {
+        int end;
+        while ((end = channel.buffer.indexOf("\r\n\r\n")) < 0) {
+            if (channel.buffer.size() > (1 << 20) || !channel.fill()) {
+                channel.closeGracefully();
+                return;
+            }
+        }
         Request request;
-        request.connection = serial;
-        request.indexOnConnection = index;
-        if (!parseHead(*head, request)) {
-            sendResponse(channel, request, Response::make(400, "malformed request head"));
+        request.connection = connection;
+        const bool parsed = parseHead(channel.buffer.left(end), request);
+        channel.buffer.remove(0, end + 4);
+        if (!parsed) {
+            send(channel, request, Response::make(400, "malformed request head"));
             break;
         }
-
-        const QByteArray transferEncoding = request.header("Transfer-Encoding").toLower();
-        request.chunked = transferEncoding.contains("chunked");
-        const qint64 contentLength = request.chunked ? 0 : request.header("Content-Length").toLongLong();
-        const bool hasBody = request.chunked || contentLength > 0;
-
-        if (hasBody && request.header("Expect").toLower() == "100-continue") {
-            ExpectHandler expect;
-            {
-                QMutexLocker lock(&mutex);
-                expect = expectHandler;
-            }
-            if (expect) {
-                if (std::optional<Response> answer = expect(request)) {
-                    request.complete = false;
-                    record(request);
-                    answer->close = true;
-                    sendResponse(channel, request, *answer);
-                    break;
-                }
-            }
-            if (answerContinue.load()) {
-                static const QByteArray interim = "HTTP/1.1 100 Continue\r\n\r\n";
-                if (!channel.writeAll(interim.constData(), interim.size()))
-                    break;
-            }
-        }
-
-        const bool bodyRead = request.chunked ? readChunkedBody(reader, request)
-                                              : reader.readExact(contentLength, request.body);
-        if (!bodyRead) {
-            request.complete = false;
-            record(request);
+        const qint64 length = request.header("Content-Length").toLongLong();
+        if (length > 0 && request.header("Expect").toLower() == "100-continue" &&
+            !channel.writeAll("HTTP/1.1 100 Continue\r\n\r\n", 25))
             break;
+        while (channel.buffer.size() < length && channel.fill()) {
         }
+        request.body = channel.buffer.left(static_cast<int>(length));
+        channel.buffer.remove(0, request.body.size());
+        request.complete = request.body.size() == length;
         record(request);
-
+        if (!request.complete)
+            break;
         Handler handle;
         {
             QMutexLocker lock(&mutex);
             handle = handler;
         }
-        const Response response = handle ? handle(request) : Response::ok();
-        if (!sendResponse(channel, request, response))
+        if (!send(channel, request, handle ? handle(request) : Response::ok()))
             return; // closed or reset already
-        const QByteArray connection = request.header("Connection").toLower();
-        if (connection == "close" || (request.version == "HTTP/1.0" && connection != "keep-alive"))
+        const QByteArray close = request.header("Connection").toLower();
+        if (close == "close" || (request.version == "HTTP/1.0" && close != "keep-alive"))
             break;
     }
     channel.closeGracefully();
 }
 
 // Returns whether the connection stays open for another request.
-bool ScriptedHttpServer::Private::sendResponse(Channel& channel, const Request& request,
-                                               const Response& response)
+bool ScriptedHttpServer::Private::send(Channel& channel, const Request& request, const Response& response)
 {
-    QByteArray bytes;
+    static const QMap<int, QByteArray> phrases{
+        {200, "OK"},        {206, "Partial Content"},       {400, "Bad Request"},        {403, "Forbidden"},
+        {404, "Not Found"}, {500, "Internal Server Error"}, {503, "Service Unavailable"}};
+    QByteArray bytes = response.raw;
     qint64 headSize = 0;
-    bool close = response.close;
-    if (!response.raw.isEmpty()) {
-        bytes = response.raw;
-    } else {
-        const bool noBody = request.method == "HEAD" || response.status < 200 || response.status == 204 ||
-                            response.status == 304;
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
-                          (response.reason.isEmpty() ? reasonPhrase(response.status) : response.reason) +
-                          "\r\n";
-        for (const auto& header : response.headers)
-            head += header.first + ": " + header.second + "\r\n";
-        if (response.chunked) {
-            head += "Transfer-Encoding: chunked\r\n";
-        } else if (response.contentLength && !headersContain(response.headers, "Content-Length")) {
-            head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
-        } else if (!response.contentLength && !noBody) {
-            close = true; // the body ends with the connection
+    if (bytes.isEmpty()) {
+        bytes = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
+                phrases.value(response.status, "Status") + "\r\n";
+        bool length = false;
+        for (const auto& header : response.headers) {
+            bytes += header.first + ": " + header.second + "\r\n";
+            length = length || header.first.compare("Content-Length", Qt::CaseInsensitive) == 0;
         }
-        if (close && !headersContain(response.headers, "Connection"))
-            head += "Connection: close\r\n";
-        head += "\r\n";
-        headSize = head.size();
-        bytes = head;
-        if (!noBody) {
-            if (response.chunked) {
-                for (qint64 at = 0; at < response.body.size(); at += ResponseChunk) {
-                    const QByteArray chunk =
-                        response.body.mid(static_cast<int>(at), static_cast<int>(ResponseChunk));
-                    bytes += QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n";
-                }
-                bytes += "0\r\n\r\n";
-            } else {
-                bytes += response.body;
-            }
-        }
+        if (!length)
+            bytes += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+        if (response.close)
+            bytes += "Connection: close\r\n";
+        bytes += "\r\n";
+        headSize = bytes.size();
+        const bool noBody = request.method == "HEAD" || response.status == 204 || response.status == 304;
+        if (!noBody)
+            bytes += response.body;
     }
-
     if (response.delayMs > 0 && !sleepUnlessStopping(response.delayMs, stopping))
         return false;
-
     qint64 end = bytes.size();
     if (response.closeAfterBodyBytes >= 0)
         end = std::min(end, headSize + response.closeAfterBodyBytes);
     qint64 at = 0;
     if (response.stallAfterBytes >= 0 && response.stallAfterBytes < end) {
-        if (!channel.writeAll(bytes.constData(), response.stallAfterBytes))
-            return false;
         at = response.stallAfterBytes;
-        if (!sleepUnlessStopping(response.stallMs, stopping))
+        if (!channel.writeAll(bytes.constData(), at) || !sleepUnlessStopping(response.stallMs, stopping))
             return false;
     }
     if (!channel.writeAll(bytes.constData() + at, end - at))
         return false;
-
-    if (response.closeAfterBodyBytes >= 0) {
-        if (response.reset)
-            channel.reset();
-        else
-            channel.closeGracefully();
+    if (response.closeAfterBodyBytes >= 0 && response.reset) {
+        channel.reset();
         return false;
     }
-    if (close) {
+    if (response.closeAfterBodyBytes >= 0 || response.close) {
         channel.closeGracefully();
         return false;
     }
@@ -726,61 +380,51 @@ void ScriptedHttpServer::setHandler(Handler handler)
     d->handler = std::move(handler);
 }
 
-void ScriptedHttpServer::setExpectHandler(ExpectHandler handler)
-{
-    QMutexLocker lock(&d->mutex);
-    d->expectHandler = std::move(handler);
-}
-
-void ScriptedHttpServer::setAnswerExpectContinue(bool answer)
-{
-    d->answerContinue.store(answer);
-}
-
 bool ScriptedHttpServer::start()
 {
-    if (d->running.load())
-        return true;
-    if (d->mode == Mode::Https && !d->tls && !d->makeCertificate()) {
-        char text[256] = {};
-        ERR_error_string_n(ERR_get_error(), text, sizeof text);
-        d->error = QStringLiteral("cannot make the TLS certificate: ") + QString::fromLatin1(text);
+    if (d->mode == Mode::Https && !d->tls && !(d->tls = makeTlsContext())) {
+        d->error = QStringLiteral("cannot make the TLS certificate");
         return false;
     }
-
-    d->listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (d->listenFd < 0) {
-        d->error = QStringLiteral("socket: ") + QString::fromLocal8Bit(std::strerror(errno));
-        return false;
-    }
+    d->listenFd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
     socklen_t length = sizeof address;
-    if (::bind(d->listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+    if (d->listenFd < 0 || ::bind(d->listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(d->listenFd, 64) != 0 ||
         ::getsockname(d->listenFd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        d->error =
-            QStringLiteral("bind/listen on 127.0.0.1: ") + QString::fromLocal8Bit(std::strerror(errno));
-        ::close(d->listenFd);
-        d->listenFd = -1;
+        d->error = QStringLiteral("cannot listen on 127.0.0.1: ") + QString::fromLocal8Bit(strerror(errno));
         return false;
     }
     d->port = ntohs(address.sin_port);
-    d->stopping.store(false);
-    d->running.store(true);
-    d->acceptThread = std::thread([this] { d->acceptLoop(); });
+    d->acceptThread = std::thread([this] {
+        // OpenSSL writes without MSG_NOSIGNAL: a client that hangs up must not end the test.
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+        while (!d->stopping.load()) {
+            pollfd entry{d->listenFd, POLLIN, 0};
+            if (::poll(&entry, 1, 50) <= 0)
+                continue;
+            const int fd = ::accept4(d->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+            if (fd < 0)
+                continue;
+            QMutexLocker lock(&d->mutex);
+            const int connection = ++d->serial;
+            d->connections.emplace_back([this, fd, connection] { d->serve(fd, connection); });
+        }
+    });
     return true;
 }
 
 void ScriptedHttpServer::stop()
 {
-    if (!d->running.exchange(false))
+    if (!d->acceptThread.joinable())
         return;
     d->stopping.store(true);
-    if (d->acceptThread.joinable())
-        d->acceptThread.join();
+    d->acceptThread.join();
     std::vector<std::thread> connections;
     {
         QMutexLocker lock(&d->mutex);
@@ -789,12 +433,6 @@ void ScriptedHttpServer::stop()
     for (std::thread& connection : connections)
         connection.join();
     ::close(d->listenFd);
-    d->listenFd = -1;
-}
-
-bool ScriptedHttpServer::isRunning() const
-{
-    return d->running.load();
 }
 
 QString ScriptedHttpServer::errorString() const
@@ -809,14 +447,10 @@ quint16 ScriptedHttpServer::port() const
 
 QUrl ScriptedHttpServer::url(const QString& path) const
 {
-    const QString scheme = d->mode == Mode::Https ? QStringLiteral("https") : QStringLiteral("http");
-    return QUrl(scheme + QStringLiteral("://127.0.0.1:") + QString::number(d->port) +
-                (path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path));
-}
-
-QString ScriptedHttpServer::certificatePath() const
-{
-    return d->certificatePath;
+    return QUrl(QStringLiteral("%1://127.0.0.1:%2%3")
+                    .arg(d->mode == Mode::Https ? QStringLiteral("https") : QStringLiteral("http"))
+                    .arg(d->port)
+                    .arg(path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path));
 }
 
 QList<ScriptedHttpServer::Request> ScriptedHttpServer::requests() const
@@ -827,14 +461,7 @@ QList<ScriptedHttpServer::Request> ScriptedHttpServer::requests() const
 
 int ScriptedHttpServer::requestCount() const
 {
-    QMutexLocker lock(&d->mutex);
-    return d->requests.size();
-}
-
-int ScriptedHttpServer::connectionCount() const
-{
-    QMutexLocker lock(&d->mutex);
-    return d->connectionSerial;
+    return requests().size();
 }
 
 void ScriptedHttpServer::clearRequests()
@@ -845,9 +472,9 @@ void ScriptedHttpServer::clearRequests()
 
 bool ScriptedHttpServer::waitForRequests(int count, int timeoutMs) const
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
     while (requestCount() < count) {
-        if (std::chrono::steady_clock::now() >= end)
+        if (Clock::now() >= end)
             return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }

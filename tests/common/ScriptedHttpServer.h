@@ -8,7 +8,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace NorvikTest {
 
@@ -23,10 +22,10 @@ namespace NorvikTest {
 //     EXPECT_EQ(server.requests().at(0).method, "PUT");
 //
 // It accepts on a thread of its own and serves each connection on another thread, with
-// keep-alive, request bodies by Content-Length or chunked framing and "Expect: 100-continue".
-// The handler runs on the connection's thread. In Https mode it serves TLS with a
-// self-signed certificate made at start, whose PEM file certificatePath() names (the file
-// is also the certificate's own CA bundle). All waits end promptly when the server stops.
+// keep-alive, request bodies by Content-Length (the library always sends one), and "100
+// Continue" for requests that expect it.
+// The handler runs on the connection's thread. In Https mode it serves TLS with a self-signed
+// certificate made at start. All waits end promptly when the server stops.
 class ScriptedHttpServer
 {
 public:
@@ -37,15 +36,12 @@ public:
             target; // as on the request line: "/a?b", "http://host/a" through a proxy, "host:443" for CONNECT
         QByteArray version;
         QList<QPair<QByteArray, QByteArray>> headers; // in the order and case received
-        QByteArray body;                              // without chunked framing
-        bool chunked = false;
-        bool complete = true;      // false when the client went away before the whole body arrived
-        int connection = 0;        // serial number of the connection, from 1
-        int indexOnConnection = 0; // 0 for the first request on its connection
+        QByteArray body;
+        bool complete = true; // false when the client went away before the whole body arrived
+        int connection = 0;   // serial number of the connection, from 1
 
         // The last value of the header, by case-insensitive name; empty when absent.
         QByteArray header(const QByteArray& name) const;
-        bool hasHeader(const QByteArray& name) const;
         // All values of the header, in order.
         QList<QByteArray> headerValues(const QByteArray& name) const;
         // The target's path without the query.
@@ -55,17 +51,12 @@ public:
     struct Response
     {
         int status = 200;
-        QByteArray reason; // the usual phrase of the status when empty
         QList<QPair<QByteArray, QByteArray>> headers;
         QByteArray body;
         // When not empty, these bytes are sent as they stand instead of status, headers and
         // body: for instance an interim "HTTP/1.1 100 Continue" block and then the final one.
         QByteArray raw;
-        // The body with "Transfer-Encoding: chunked" (in chunks of 8 KiB).
-        bool chunked = false;
-        // Adds "Content-Length" unless the headers name one or the body is chunked. Without
-        // it the body ends when the connection closes.
-        bool contentLength = true;
+        // "Content-Length" is added unless the headers name one.
         // Waits this long before the first byte of the answer.
         int delayMs = 0;
         // Sends this many bytes of the whole answer (head included), then nothing for
@@ -86,10 +77,6 @@ public:
     };
 
     using Handler = std::function<Response(const Request& request)>;
-    // Asked after the head of a request that carries "Expect: 100-continue" and a body. A
-    // response is sent at once as the final answer, the body is not read and the connection
-    // is closed; std::nullopt lets the exchange go on as usual.
-    using ExpectHandler = std::function<std::optional<Response>(const Request& head)>;
 
     enum class Mode
     {
@@ -104,32 +91,23 @@ public:
 
     // Without a handler every request is answered "200 OK" with an empty body.
     void setHandler(Handler handler);
-    void setExpectHandler(ExpectHandler handler);
-    // Whether "100 Continue" is sent before an announced body is read (default true). When
-    // false the server just waits for the body, as servers that ignore the header do.
-    void setAnswerExpectContinue(bool answer);
 
     // Binds 127.0.0.1 on a free port and starts accepting. False, with errorString(), when
     // the server cannot start.
     bool start();
     // Stops accepting, ends every connection and joins the threads. Called by the destructor.
     void stop();
-    bool isRunning() const;
     QString errorString() const;
 
     quint16 port() const;
     // "http://127.0.0.1:<port>" (or https) with the given path.
     QUrl url(const QString& path = QStringLiteral("/")) const;
-    // Https mode: the PEM file of the server's certificate, valid for 127.0.0.1 and localhost.
-    QString certificatePath() const;
 
     // Requests in the order they were read in full. One whose body was cut off is recorded
-    // with complete false when its connection ends, as is one whose "Expect: 100-continue"
-    // the expect handler answered (its body is never read). CONNECT is answered like any
-    // other request: the server does not tunnel.
+    // with complete false when its connection ends. CONNECT is answered like any other
+    // request: the server does not tunnel.
     QList<Request> requests() const;
     int requestCount() const;
-    int connectionCount() const;
     void clearRequests();
     // Waits (without an event loop) until at least count requests have been recorded.
     bool waitForRequests(int count, int timeoutMs = 10000) const;

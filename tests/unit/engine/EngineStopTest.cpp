@@ -2,7 +2,6 @@
 #include "LogCapture.h"
 
 #include "engine/Command.h"
-#include "engine/JobFormat.h"
 #include "engine/OperationManager.h"
 #include "engine/SocketMessage.h"
 
@@ -71,24 +70,6 @@ TEST(EngineStop, StopEndsEveryThreadAndTheEngineStaysStopped)
     OperationManager::setThreadCount(8); // too late: the pool is sized
     EXPECT_EQ(log.count({QStringLiteral("Worker stated:")}), 3);
 
-    nn::socket listener(AF_SP, NN_SUB);
-    listener.setsockopt(NN_SUB, NN_SUB_SUBSCRIBE, "", 0);
-    listener.connect(OperationManager::COMMAND_ADDRESS);
-    QThread::msleep(100);
-
-    // A result on the wire: the task's id, then the binary JSON of the job.
-    QSharedPointer<ProbeOperation> probe(new ProbeOperation(NorvikTest::probeConfig()));
-    ASSERT_TRUE(manager.registerOperation(probe));
-    probe->exec();
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return probe->isComplite(); }));
-    const QByteArray published = nextPublished(listener);
-    ASSERT_GT(published.size(), 38);
-    const QUuid task(published.left(38));
-    EXPECT_FALSE(task.isNull());
-    const QJsonDocument result = QJsonDocument::fromBinaryData(published.mid(38), QJsonDocument::Validate);
-    EXPECT_EQ(result.object(), probe->lastResult());
-    EXPECT_EQ(QUuid(result.object().value(JobFormat::TaskId).toString()), task);
-
     // One task thread stuck inside an operation when the stop comes, with far more results
     // queued for it than its subscriber holds: the first stop command cannot reach it.
     QSharedPointer<BlockingOperation> blocking(new BlockingOperation);
@@ -146,8 +127,6 @@ TEST(EngineStop, StopEndsEveryThreadAndTheEngineStaysStopped)
     EXPECT_EQ(late->state(), IOperation::StateCreated);
     EXPECT_EQ(late->execResultCount(), 0);
 
-    // Both are harmless now.
-    manager.sendOperationResult(task, result);
-    manager.stop();
+    manager.stop(); // a second stop is harmless
     EXPECT_EQ(log.count({QStringLiteral("Stop command:")}), 6);
 }

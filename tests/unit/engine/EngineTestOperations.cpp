@@ -65,10 +65,9 @@ void HoldingOperation::resultJob(const QJsonDocument& result)
 {
     QMutexLocker lock(&m_mutex);
     m_results.append(result.object());
-    ++m_resultCount;
 }
 
-QVector<QJsonObject> HoldingOperation::results() const
+QList<QJsonObject> HoldingOperation::results() const
 {
     QMutexLocker lock(&m_mutex);
     return m_results;

@@ -6,7 +6,6 @@
 #include <QMutex>
 #include <QSet>
 #include <QThread>
-#include <QVector>
 
 #include <atomic>
 
@@ -25,11 +24,6 @@ public:
     QThread* makeJobThread() const { return m_makeJobThread.load(); }
     QThread* resultThread() const { return m_resultThread.load(); }
     int execResultCount() const { return m_execResultCount.load(); }
-    int phase() const { return m_phase; }
-
-    // The protected parts of the base, for tests that drive an operation by hand.
-    using IOperation::changeState;
-    using IOperation::createJob;
 
 protected:
     QJsonDocument execJob() override;
@@ -56,17 +50,17 @@ public:
     void resultJob(const QJsonDocument& result) override;
 
     int makeJobCount() const { return m_makeJobCount.load(); }
-    int resultCount() const { return m_resultCount.load(); }
-    QVector<QJsonObject> results() const;
     QSet<QThread*> servingThreads() const;
+    // Every result handed to it, in order.
+    QList<QJsonObject> results() const;
+    int resultCount() const { return results().size(); }
 
 private:
     mutable QMutex m_mutex;
     bool m_sent = false;
-    QVector<QJsonObject> m_results;
+    QList<QJsonObject> m_results;
     QSet<QThread*> m_threads;
     std::atomic<int> m_makeJobCount{0};
-    std::atomic<int> m_resultCount{0};
 };
 
 // A configuration with an id and a secret but no cloud type: no connection can be made from

@@ -84,36 +84,16 @@ bool FileSystemStorageTest::existsBelowRoot(const QString& relativePath) const
     return QFileInfo::exists(m_root + QLatin1Char('/') + relativePath);
 }
 
-QStringList FileSystemStorageTest::listAll(const QString& prefix, const QString& delimiter, quint16 pageSize,
-                                           QStringList* markers)
+QStringList FileSystemStorageTest::listAll()
 {
     QStringList names;
     QString marker;
-    int pages = 0;
     do {
-        const QJsonArray page = m_storage.listing(QString(), prefix, marker, delimiter, pageSize).array();
-        EXPECT_LE(page.size(), pageSize);
-        for (const QJsonValue& record : page)
+        for (const QJsonValue& record :
+             m_storage.listing(QString(), QString(), marker, QString(), 1000).array())
             names << record.toObject().value(QStringLiteral("Name")).toString();
-        if (markers)
-            markers->append(marker);
-        if (++pages > 10000) {
-            ADD_FAILURE() << "the listing never ends";
-            break;
-        }
     } while (!marker.isEmpty());
     return names;
-}
-
-QList<QJsonObject> FileSystemStorageTest::listRecords(const QString& prefix, const QString& delimiter)
-{
-    QList<QJsonObject> records;
-    QString marker;
-    do {
-        for (const QJsonValue& record : m_storage.listing(QString(), prefix, marker, delimiter, 1000).array())
-            records << record.toObject();
-    } while (!marker.isEmpty());
-    return records;
 }
 
 bool FileSystemStorageTest::mountTmpfs(const QString& folder, const QString& size)

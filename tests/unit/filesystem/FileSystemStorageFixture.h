@@ -27,10 +27,8 @@ protected:
     QByteArray readFile(const QString& relativePath) const;
     bool existsBelowRoot(const QString& relativePath) const;
 
-    // Every name of a listing, walked page by page; the markers seen are appended to markers.
-    QStringList listAll(const QString& prefix, const QString& delimiter, quint16 pageSize,
-                        QStringList* markers = nullptr);
-    QList<QJsonObject> listRecords(const QString& prefix, const QString& delimiter);
+    // Every name in the storage.
+    QStringList listAll();
 
     // Mounts a tmpfs of the given size at folder for the rest of the test; false when mounting
     // is not possible here.

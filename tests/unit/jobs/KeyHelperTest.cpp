@@ -38,30 +38,4 @@ TEST(KeyHelper, KeyLivesInAPrivateTemporaryFileAsLongAsTheHelper)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST(KeyHelper, SecondKeyIsIgnoredWhileTheFileExists)
-{
-    KeyHelper helper;
-    EXPECT_TRUE(helper.pathToPrivateKey().isEmpty());
-    helper.setPrivateKey(Key);
-    const QString path = helper.pathToPrivateKey();
-    helper.setPrivateKey("another key");
-    EXPECT_EQ(helper.pathToPrivateKey(), path);
-    EXPECT_EQ(contentOf(path), Key);
-
-    // Once the file is gone, the next key is written again.
-    ASSERT_TRUE(QFile::remove(path));
-    helper.setPrivateKey("another key");
-    EXPECT_TRUE(QFile::exists(helper.pathToPrivateKey()));
-    EXPECT_EQ(contentOf(helper.pathToPrivateKey()), QByteArray("another key"));
-}
-
-TEST(KeyHelper, EachHelperHasItsOwnFile)
-{
-    const KeyHelper first(Key);
-    const KeyHelper second("other");
-    EXPECT_NE(first.pathToPrivateKey(), second.pathToPrivateKey());
-    EXPECT_EQ(contentOf(first.pathToPrivateKey()), Key);
-    EXPECT_EQ(contentOf(second.pathToPrivateKey()), QByteArray("other"));
-}
-
 } // namespace

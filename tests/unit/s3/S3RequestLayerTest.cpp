@@ -100,11 +100,7 @@ INSTANTIATE_TEST_SUITE_P(ServiceWithoutRegions, RequestRoute, ::testing::Values(
           "http://127.0.0.1:9000/gateway/", "us-east-1", false, "bucket", true,
           "http://127.0.0.1:9000/bucket/dir/key", "127.0.0.1"},
     Route{"VirtualHostLosesThePort", Type::AmazonS3Like, false, V4, "http://storage.example:9000/", "us-east-1",
-          false, "bucket", true, "http://bucket.storage.example/dir/key", "bucket.storage.example"},
-    Route{"VirtualHostV2", Type::AmazonS3Like, false, V2, "https://storage.example/", "us-east-1",
-          false, "bucket", false, "https://bucket.storage.example/dir/key", "bucket.storage.example"},
-    Route{"NoBucketIsTheEndpointItself", Type::AmazonS3Like, true, V4, "http://127.0.0.1:9000/", "us-east-1",
-          false, "", true, "http://127.0.0.1:9000/dir/key", "127.0.0.1"}));
+          false, "bucket", true, "http://bucket.storage.example/dir/key", "bucket.storage.example"}));
 
 // A service with regions (Alibaba's descriptor) builds its hosts from the region prefixes.
 INSTANTIATE_TEST_SUITE_P(ServiceWithRegions, RequestRoute, ::testing::Values(
@@ -117,15 +113,9 @@ INSTANTIATE_TEST_SUITE_P(ServiceWithRegions, RequestRoute, ::testing::Values(
     Route{"UpperCaseBucketGoesIntoTheResourceWithV4", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
           "oss-eu-central-1", false, "Bucket", true,
           "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"},
-    Route{"UpperCaseBucketGoesIntoTheEndpointWithV2", Type::AlibabaCloud, false, V2, "https://aliyuncs.com/",
-          "oss-eu-central-1", false, "Bucket", true,
-          "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"},
     Route{"PathStyleWithoutRegionIgnoresTheConfiguredOne", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
           "oss-eu-central-1", false, "Bucket", false,
-          "https://s3.aliyuncs.com/Bucket/dir/key", "s3.aliyuncs.com"},
-    Route{"BucketListInTheRegion", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
-          "oss-eu-central-1", false, "", true, "https://oss-eu-central-1.aliyuncs.com/dir/key",
-          "oss-eu-central-1.aliyuncs.com"}));
+          "https://s3.aliyuncs.com/Bucket/dir/key", "s3.aliyuncs.com"}));
 
 // Amazon S3 chooses its hosts itself: region prefixes with V4 only, acceleration, and path
 // style for names that cannot be host labels.
@@ -138,98 +128,14 @@ INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
           false, "bucket", false, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
     Route{"AcceleratedWithV4", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2", true,
           "bucket", true, "https://bucket.s3-accelerate.amazonaws.com/dir/key", "bucket.s3-accelerate.amazonaws.com"},
-    Route{"AccelerationNeedsV4", Type::AmazonS3, false, V2, "https://amazonaws.com/", "us-west-2", true,
-          "bucket", true, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
-    Route{"UnknownRegion", Type::AmazonS3, false, V4, "https://amazonaws.com/", "xx-nowhere-9", false,
-          "bucket", true, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
     Route{"DigitFirstNamesStayVirtualHosts", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2",
           false, "1bucket", true, "https://1bucket.s3.us-west-2.amazonaws.com/dir/key",
           "1bucket.s3.us-west-2.amazonaws.com"},
     Route{"UpperCaseBucketIsPathStyleWithoutAcceleration", Type::AmazonS3, false, V4, "https://amazonaws.com/",
-          "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"},
-    Route{"UpperCaseBucketWithV2", Type::AmazonS3, false, V2, "https://amazonaws.com/", "us-west-2", false,
-          "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
+          "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
 // clang-format on
 
-TEST(PathStyle, NamesThatCannotBeHostLabelsGoIntoThePath)
-{
-    CloudAmazonS3LikePrivate s3(Type::AmazonS3Like);
-    s3.setUsePathStyle(false);
-    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("bucket")));
-    EXPECT_FALSE(s3.usePathStyle(QString()));
-    EXPECT_FALSE(s3.usePathStyle(QStringLiteral("my.bucket")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("1bucket")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("123")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket.")));
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("myBucket")));
-
-    // With the field set every bucket goes into the path, but an empty one still does not.
-    s3.setUsePathStyle(true);
-    EXPECT_TRUE(s3.usePathStyle(QStringLiteral("bucket")));
-    EXPECT_FALSE(s3.usePathStyle(QString()));
-
-    // Amazon S3 only tests the case.
-    CloudAmazonS3Private amazon;
-    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("1bucket")));
-    EXPECT_FALSE(amazon.usePathStyle(QStringLiteral("bucket.")));
-    EXPECT_TRUE(amazon.usePathStyle(QStringLiteral("myBucket")));
-}
-
 // --- Connections made by type ---------------------------------------------------------------
-
-TEST(CompatibleServices, EachTypeIsMadeWithItsDescriptor)
-{
-    const QList<QPair<QString, Type>> services = {
-        {Norvik::Cloud::Name::AmazonS3Like, Type::AmazonS3Like},
-        {Norvik::Cloud::Name::Scality, Type::Scality},
-        {Norvik::Cloud::Name::DreamObjects, Type::DreamObjects},
-        {Norvik::Cloud::Name::Cloudian, Type::Cloudian},
-        {Norvik::Cloud::Name::ThinkOn, Type::ThinkOn},
-        {Norvik::Cloud::Name::Aruba, Type::Aruba},
-        {Norvik::Cloud::Name::Tiscali, Type::Tiscali},
-        {Norvik::Cloud::Name::Seeweb, Type::Seeweb},
-        {Norvik::Cloud::Name::CenturyLink, Type::CenturyLink},
-        {Norvik::Cloud::Name::Minio, Type::Minio},
-        {Norvik::Cloud::Name::Dunkel, Type::Dunkel},
-        {Norvik::Cloud::Name::Connectria, Type::Connectria},
-        {Norvik::Cloud::Name::HostEurope, Type::HostEurope},
-        {Norvik::Cloud::Name::GreenQloud, Type::GreenQloud},
-        {Norvik::Cloud::Name::Constant, Type::Constant},
-        {Norvik::Cloud::Name::Webzilla, Type::Webzilla},
-        {Norvik::Cloud::Name::Verizon, Type::Verizon},
-    };
-    for (const auto& service : services) {
-        auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")),
-                                           QStringLiteral("V2"), QString(), service.first);
-        std::unique_ptr<Norvik::Cloud::Api::IConnection> connection(CloudFactory::create(config));
-        ASSERT_TRUE(connection) << service.first.toStdString();
-        EXPECT_EQ(connection->type(), service.second) << service.first.toStdString();
-        EXPECT_TRUE(dynamic_cast<CloudAmazonS3Like*>(connection.get())) << service.first.toStdString();
-    }
-}
-
-// Exposes the private half of a connection to the test.
-class InspectableS3 : public CloudAmazonS3Like
-{
-public:
-    using CloudAmazonS3Like::CloudAmazonS3Like;
-    CloudAmazonS3LikePrivate& priv() { return *d; }
-};
-
-TEST(CompatibleServices, MinioSignsWithVersion4AndKeepsTheBucketInThePath)
-{
-    auto config = NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")), QString());
-    config.remove(Keys::Signature::Key);
-    InspectableS3 minio(Type::Minio);
-    ASSERT_TRUE(minio.setConfig(config));
-    EXPECT_EQ(minio.priv().signature(), V4);
-    EXPECT_TRUE(minio.priv().usePathStyle(QStringLiteral("bucket")));
-
-    // A plain S3 service without the key signs with version 2.
-    InspectableS3 plain(Type::Scality);
-    ASSERT_TRUE(plain.setConfig(config));
-    EXPECT_EQ(plain.priv().signature(), V2);
-}
 
 TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
 {
@@ -255,6 +161,9 @@ TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
     https.insert(Norvik::Cloud::Api::Config::Http::Endpoint, QUrl(QStringLiteral("https://127.0.0.1:9000/")));
     ASSERT_TRUE(s3.setConfig(https));
     EXPECT_EQ(s3.endpoint().scheme(), "http");
+    https.insert(Norvik::Cloud::Api::Config::Http::UseSsl, true);
+    ASSERT_TRUE(s3.setConfig(https));
+    EXPECT_EQ(s3.endpoint(), QUrl(QStringLiteral("https://127.0.0.1:9000/")));
 }
 
 // --- The region of a bucket -----------------------------------------------------------------
@@ -331,53 +240,6 @@ TEST_F(BucketRegion, IsTakenFromTheRefusalsThatNameIt)
     EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::TemporaryRedirect);
     answer(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>no region</Message></Error>");
     EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::Operation);
-}
-
-TEST_F(BucketRegion, AnUnreadableAnswerIsInvalidData)
-{
-    answer(200, "not xml at all");
-    try {
-        s3.checkBucketRegion(QStringLiteral("bucket"));
-        FAIL() << "nothing thrown";
-    } catch (const Exception::InvalidData& e) {
-        EXPECT_EQ(e.data(), "not xml at all");
-    }
-}
-
-TEST_F(BucketRegion, ConfigurationCheckStoresTheRegionOnlyWhenVersion4LacksOne)
-{
-    answer(200, location("ap-southeast-2"));
-    auto config = NorvikTest::s3Config(server.url(), QStringLiteral("V4"));
-    s3.checkConfig(QStringLiteral("bucket"), config);
-    EXPECT_EQ(config.value(Keys::Region).toString(), "ap-southeast-2");
-    EXPECT_EQ(server.requestCount(), 1);
-
-    // Afterwards the connection signs for the bucket's region.
-    HeaderMap headers;
-    QByteArray out;
-    answer(200, "object");
-    InspectableS3 checked(Type::AmazonS3Like);
-    ASSERT_TRUE(checked.setConfig(config));
-    checked.priv().get(QStringLiteral("bucket"), QStringLiteral("/k"), QUrlQuery(), headers, true, out);
-    EXPECT_THAT(server.requests().last().header("Authorization").toStdString(),
-                ::testing::HasSubstr("/ap-southeast-2/s3/aws4_request"));
-
-    // A configured region and version 2 ask nothing.
-    server.clearRequests();
-    auto withRegion = NorvikTest::s3Config(server.url(), QStringLiteral("V4"), QStringLiteral("eu-west-3"));
-    s3.checkConfig(QStringLiteral("bucket"), withRegion);
-    EXPECT_EQ(withRegion.value(Keys::Region).toString(), "eu-west-3");
-    CloudAmazonS3Like v2(Type::AmazonS3Like);
-    auto v2Config = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
-    ASSERT_TRUE(v2.setConfig(v2Config));
-    v2.checkConfig(QStringLiteral("bucket"), v2Config);
-    EXPECT_FALSE(v2Config.contains(Keys::Region));
-    EXPECT_EQ(server.requestCount(), 0);
-
-    // A configuration that the connection refuses fails the check.
-    auto broken = NorvikTest::s3Config(server.url(), QStringLiteral("V2"));
-    broken.remove(Keys::SecretKey);
-    EXPECT_THROW(v2.checkConfig(QStringLiteral("bucket"), broken), Exception::InvalidArgument);
 }
 
 } // namespace

@@ -8,6 +8,8 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QUuid>
 
 namespace {
@@ -61,7 +63,11 @@ TEST_F(StorageRootLinks, NoOperationReachesOutsideThroughALink)
 
 TEST_F(StorageRootLinks, ListingsLeaveOutLinksThatLeadOutAndLinksInsideWork)
 {
-    EXPECT_EQ(listAll("", "/", 100), (QStringList{"inside/", "innerlink/"}));
+    QString marker;
+    QStringList top;
+    for (const QJsonValue& record : m_storage.listing(QString(), QString(), marker, "/", 100).array())
+        top << record.toObject().value(QStringLiteral("Name")).toString();
+    EXPECT_EQ(top, (QStringList{"inside/", "innerlink/"}));
     QMap<QString, QVariant> meta;
     EXPECT_EQ(m_storage.download({}, "/innerlink/own.txt", 0, 2, meta, {}), "own");
     m_storage.upload({}, "/innerlink/more.txt", {}, QByteArray("more"), {});

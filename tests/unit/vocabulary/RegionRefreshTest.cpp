@@ -6,14 +6,13 @@
 
 #include <QThread>
 
+#include "ScriptedHttpServer.h"
 #include <gtest/gtest.h>
-#include <httplib.h>
 
+#include <QMutex>
+
+#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <map>
-#include <mutex>
-#include <thread>
 
 using namespace Norvik::Cloud;
 using Info::RegionMap;
@@ -30,69 +29,34 @@ QByteArray regionList(const QStringList& ids)
     return xml + "</Regions></RegionList>";
 }
 
-// A web service on 127.0.0.1 whose answers the tests set, and which counts what it was asked.
-class RegionListServer
+// The web service of the region lists on 127.0.0.1: it answers each path as the tests set it.
+struct Answer
 {
-public:
-    RegionListServer()
-    {
-        m_server.Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
-            Answer answer;
-            {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                ++m_requests[request.path];
-                answer = m_answers.count(request.path) ? m_answers[request.path] : Answer{404, "", 0};
-            }
-            if (answer.delayMs)
-                std::this_thread::sleep_for(std::chrono::milliseconds(answer.delayMs));
-            response.status = answer.status;
-            response.set_content(answer.body, "application/xml");
-        });
-        m_port = m_server.bind_to_any_port("127.0.0.1");
-        m_thread = std::thread([this] { m_server.listen_after_bind(); });
-        while (!m_server.is_running())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~RegionListServer()
-    {
-        m_server.stop();
-        m_thread.join();
-    }
-
-    int port() const { return m_port; }
-    QString url(const QString& path) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path);
-    }
-
-    void answer(const std::string& path, int status, const QByteArray& body, int delayMs = 0)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_answers[path] = Answer{status, body.toStdString(), delayMs};
-    }
-    int requests(const std::string& path)
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_requests[path];
-    }
-
-private:
-    struct Answer
-    {
-        int status;
-        std::string body;
-        int delayMs;
-    };
-
-    httplib::Server m_server;
-    int m_port = 0;
-    std::thread m_thread;
-    std::mutex m_mutex;
-    std::map<std::string, Answer> m_answers;
-    std::map<std::string, int> m_requests;
+    int status = 404;
+    QByteArray body;
+    int delayMs = 0;
 };
+NorvikTest::ScriptedHttpServer* g_server = nullptr;
+QMutex g_mutex;
+QMap<QByteArray, Answer> g_answers;
 
-RegionListServer* g_server = nullptr;
+void answer(const QByteArray& path, int status, const QByteArray& body, int delayMs = 0)
+{
+    QMutexLocker lock(&g_mutex);
+    g_answers.insert(path, {status, body, delayMs});
+}
+
+int requests(const QByteArray& path)
+{
+    const auto all = g_server->requests();
+    return static_cast<int>(
+        std::count_if(all.cbegin(), all.cend(), [&](const auto& r) { return r.path() == path; }));
+}
+
+QString url(const QByteArray& path)
+{
+    return g_server->url(QString::fromUtf8(path)).toString();
+}
 
 class LocalRegionService : public Norvik::Core::GlobalConfig
 {
@@ -119,7 +83,15 @@ class RegionServiceEnvironment : public ::testing::Environment
 public:
     void SetUp() override
     {
-        g_server = new RegionListServer;
+        g_server = new NorvikTest::ScriptedHttpServer;
+        g_server->setHandler([](const NorvikTest::ScriptedHttpServer::Request& request) {
+            QMutexLocker lock(&g_mutex);
+            const Answer answer = g_answers.value(request.path());
+            auto response = NorvikTest::ScriptedHttpServer::Response::make(answer.status, answer.body);
+            response.delayMs = answer.delayMs;
+            return response;
+        });
+        ASSERT_TRUE(g_server->start());
         Norvik::Core::GlobalConfig::install(new LocalRegionService(g_server->port()));
     }
     void TearDown() override
@@ -133,39 +105,21 @@ const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new Region
 
 } // namespace
 
-TEST(RegionListDownload, GoodListReplacesTheFetchedOne)
-{
-    g_server->answer("/good.xml", 200, regionList({QStringLiteral("us-east-1"), QStringLiteral("xx-new-7")}));
-    S3LikeRegionListUpdater updater(g_server->url(QStringLiteral("/good.xml")),
-                                    QStringLiteral(":regions.s3.xml"));
-    ASSERT_TRUE(updater.reload());
-    const RegionMap expected{
-        {QStringLiteral("us-east-1"), {QStringLiteral("Region us-east-1"), QStringLiteral("s3")}},
-        {QStringLiteral("xx-new-7"), {QStringLiteral("Region xx-new-7"), QStringLiteral("s3.xx-new-7")}},
-    };
-    EXPECT_EQ(updater.regions(), expected);
-    EXPECT_EQ(updater.defaultRegions().size(), 28);
-    EXPECT_EQ(updater.currentRegions(false), expected);
-}
-
 // Every way a download can fail leaves no fetched list behind, also when one was there.
 TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
 {
-    g_server->answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
-    S3LikeRegionListUpdater updater(g_server->url(QStringLiteral("/fail.xml")),
-                                    QStringLiteral(":regions.wasabi.xml"));
+    answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
+    S3LikeRegionListUpdater updater(url("/fail.xml"), QStringLiteral(":regions.wasabi.xml"));
 
     const QList<QPair<const char*, std::function<void()>>> failures = {
-        {"empty body", [] { g_server->answer("/fail.xml", 200, QByteArray()); }},
-        {"not XML", [] { g_server->answer("/fail.xml", 200, "<RegionList><Regions><Region>"); }},
-        {"no region list",
-         [] { g_server->answer("/fail.xml", 200, "<html><body>maintenance</body></html>"); }},
-        {"not found", [] { g_server->answer("/fail.xml", 404, "<html><body>404</body></html>"); }},
-        {"server error with a list",
-         [] { g_server->answer("/fail.xml", 500, regionList({QStringLiteral("a-1")})); }},
+        {"empty body", [] { answer("/fail.xml", 200, QByteArray()); }},
+        {"not XML", [] { answer("/fail.xml", 200, "<RegionList><Regions><Region>"); }},
+        {"no region list", [] { answer("/fail.xml", 200, "<html><body>maintenance</body></html>"); }},
+        {"not found", [] { answer("/fail.xml", 404, "<html><body>404</body></html>"); }},
+        {"server error with a list", [] { answer("/fail.xml", 500, regionList({QStringLiteral("a-1")})); }},
     };
     for (const auto& [what, breakIt] : failures) {
-        g_server->answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
+        answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
         ASSERT_TRUE(updater.reload()) << what;
         ASSERT_EQ(updater.regions().size(), 1) << what;
         breakIt();
@@ -175,28 +129,12 @@ TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
     }
 }
 
-TEST(RegionListDownload, UnreachableServiceGivesFalse)
-{
-    int closedPort = 0;
-    {
-        RegionListServer gone;
-        closedPort = gone.port();
-    }
-    S3LikeRegionListUpdater updater(
-        QStringLiteral("http://127.0.0.1:%1/lists/AmazonS3Regions.xml").arg(closedPort),
-        QStringLiteral(":regions.s3.xml"));
-    EXPECT_FALSE(updater.reload());
-    EXPECT_TRUE(updater.regions().isEmpty());
-    EXPECT_EQ(updater.currentRegions(true).size(), 28);
-}
-
 // Job threads have no event loop of their own, and several may ask at once: one download serves
 // them all.
 TEST(RegionListDownload, ConcurrentRequestsShareOneDownload)
 {
-    g_server->answer("/slow.xml", 200, regionList({QStringLiteral("ap-x-1")}), 300);
-    S3LikeRegionListUpdater updater(g_server->url(QStringLiteral("/slow.xml")),
-                                    QStringLiteral(":regions.s3.xml"));
+    answer("/slow.xml", 200, regionList({QStringLiteral("ap-x-1")}), 300);
+    S3LikeRegionListUpdater updater(url("/slow.xml"), QStringLiteral(":regions.s3.xml"));
 
     std::atomic<int> sawFetched{0};
     QList<QThread*> threads;
@@ -212,53 +150,52 @@ TEST(RegionListDownload, ConcurrentRequestsShareOneDownload)
         delete thread;
     }
     EXPECT_EQ(sawFetched.load(), 4);
-    EXPECT_EQ(g_server->requests("/slow.xml"), 1);
+    EXPECT_EQ(requests("/slow.xml"), 1);
 }
 
 // The rule the descriptors follow: request paths never download; a configuration check may,
 // until one download has succeeded; after that the list stays for the life of the process.
 TEST(RegionListRefresh, DescriptorsFetchOnDemandAndOnlyUntilOneDownloadSucceeded)
 {
-    const std::string path = "/lists/AmazonS3Regions.xml";
+    const QByteArray path = "/lists/AmazonS3Regions.xml";
     const Info::AmazonS3 amazon;
     const RegionMap builtIn = amazon.regions(false);
     ASSERT_EQ(builtIn.size(), 28);
-    EXPECT_EQ(S3LikeRegionListUpdater::instance(S3LikeRegionListUpdater::AmazonS3).url(),
-              g_server->url(QString::fromStdString(path)));
+    EXPECT_EQ(S3LikeRegionListUpdater::instance(S3LikeRegionListUpdater::AmazonS3).url(), url(path));
 
     EXPECT_EQ(amazon.regions(false), builtIn);
-    EXPECT_EQ(g_server->requests(path), 0);
+    EXPECT_EQ(requests(path), 0);
 
-    g_server->answer(path, 200, QByteArray());
+    answer(path, 200, QByteArray());
     EXPECT_EQ(amazon.regions(true), builtIn);
-    EXPECT_EQ(g_server->requests(path), 1);
+    EXPECT_EQ(requests(path), 1);
 
-    g_server->answer(path, 200, "not xml at all");
+    answer(path, 200, "not xml at all");
     EXPECT_EQ(amazon.regions(true), builtIn);
-    EXPECT_EQ(g_server->requests(path), 2);
+    EXPECT_EQ(requests(path), 2);
 
     // A valid but empty list is no list to work with.
-    g_server->answer(path, 200, regionList({}));
+    answer(path, 200, regionList({}));
     EXPECT_EQ(amazon.regions(true), builtIn);
-    EXPECT_EQ(g_server->requests(path), 3);
+    EXPECT_EQ(requests(path), 3);
 
-    g_server->answer(path, 200, regionList({QStringLiteral("us-east-1"), QStringLiteral("mx-central-1")}));
+    answer(path, 200, regionList({QStringLiteral("us-east-1"), QStringLiteral("mx-central-1")}));
     const RegionMap fetched = amazon.regions(true);
     EXPECT_EQ(fetched.keys(), (QStringList{QStringLiteral("mx-central-1"), QStringLiteral("us-east-1")}));
-    EXPECT_EQ(g_server->requests(path), 4);
+    EXPECT_EQ(requests(path), 4);
 
-    g_server->answer(path, 200, regionList({QStringLiteral("zz-later-1")}));
+    answer(path, 200, regionList({QStringLiteral("zz-later-1")}));
     EXPECT_EQ(amazon.regions(true), fetched);
     EXPECT_EQ(amazon.regions(false), fetched);
     EXPECT_EQ(Info::NorvikUbAmazonS3().regions(true), fetched);
-    EXPECT_EQ(g_server->requests(path), 4);
+    EXPECT_EQ(requests(path), 4);
 
     // Wasabi has a list of its own, untouched by Amazon's.
-    const std::string wasabiPath = "/lists/WasabiRegions.xml";
+    const QByteArray wasabiPath = "/lists/WasabiRegions.xml";
     const Info::Wasabi wasabi;
     EXPECT_EQ(wasabi.regions(false).size(), 13);
-    g_server->answer(wasabiPath, 200, regionList({QStringLiteral("us-east-1")}));
+    answer(wasabiPath, 200, regionList({QStringLiteral("us-east-1")}));
     EXPECT_EQ(wasabi.regions(true).keys(), QStringList{QStringLiteral("us-east-1")});
-    EXPECT_EQ(g_server->requests(wasabiPath), 1);
+    EXPECT_EQ(requests(wasabiPath), 1);
     EXPECT_EQ(amazon.regions(false), fetched);
 }

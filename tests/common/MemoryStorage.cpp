@@ -24,11 +24,6 @@ QByteArray MemoryStorage::tagOf(const QByteArray& data)
 
 void MemoryStorage::checkConfig(const QString&, QMap<QString, QVariant>&) {}
 
-QJsonDocument MemoryStorage::listing(const QString&, const QString&, QString&, const QString&, quint16)
-{
-    throw Exception::UnsupportedOperation();
-}
-
 QJsonObject MemoryStorage::upload(const QString&, const QString& path, const QMap<QString, QVariant>&,
                                   const QByteArray& data, const QUuid&)
 {
@@ -43,24 +38,6 @@ QJsonObject MemoryStorage::upload(const QString& container, const QString& path,
                                   qint64 size, const QUuid& operationId)
 {
     return upload(container, path, metaData, readPart(*device, size), operationId);
-}
-
-void MemoryStorage::download(const QString&, const QString& path, QIODevice& out,
-                             QMap<QString, QVariant>& metaData, const QUuid&)
-{
-    const QByteArray& data = object(path);
-    out.write(data);
-    metaData = {{QStringLiteral("RealSize"), data.size()}};
-}
-
-bool MemoryStorage::delete_(const QString&, const QJsonObject&)
-{
-    throw Exception::UnsupportedOperation();
-}
-
-QJsonArray MemoryStorage::delete_(const QString&, const QJsonArray&)
-{
-    throw Exception::UnsupportedOperation();
 }
 
 QByteArray MemoryStorage::beginMultipartUpload(const QString&, const QString& path,
@@ -99,7 +76,6 @@ QByteArray MemoryStorage::uploadMultipart(const QString&, const QString&, const 
     if (beforePart)
         beforePart(partId);
     entry->parts.insert(partId, data);
-    ++partUploads[partId];
     return tagOf(data);
 }
 
@@ -141,52 +117,6 @@ QJsonArray MemoryStorage::listPartsMultipart(const QString&, const QString&, con
     return page;
 }
 
-QPair<bool, QByteArray> MemoryStorage::checkUploadPart(quint64 partId, const QJsonArray& parts,
-                                                       const QByteArray& data)
-{
-    for (const QJsonValue& value : parts) {
-        const Api::MultipartListPartObject part(value.toObject());
-        if (part.partNumber() == partId && part.size() == quint64(data.size()) && part.eTag() == tagOf(data))
-            return {true, part.eTag()};
-    }
-    return {false, QByteArray()};
-}
-
-QPair<bool, QByteArray> MemoryStorage::checkUploadPart(quint64 partId, const QJsonArray& parts,
-                                                       QSharedPointer<QIODevice> device, qint64 size)
-{
-    return checkUploadPart(partId, parts, readPart(*device, size));
-}
-
-QByteArray MemoryStorage::download(const QString&, const QString& path, qint64 position, qint64 size,
-                                   QMap<QString, QVariant>& metaData, const QUuid&)
-{
-    const QByteArray& data = object(path);
-    metaData = {{QStringLiteral("RealSize"), data.size()}};
-    return data.mid(static_cast<int>(position), static_cast<int>(size + 1));
-}
-
-void MemoryStorage::download(const QString& container, const QString& path, qint64 position, qint64 size,
-                             QIODevice& out, QMap<QString, QVariant>& metaData, const QUuid& operationId)
-{
-    out.write(download(container, path, position, size, metaData, operationId));
-}
-
-QMap<QByteArray, QByteArray> MemoryStorage::header(const QString&, const QString&)
-{
-    throw Exception::UnsupportedOperation();
-}
-
-void MemoryStorage::setHeader(const QString&, const QString&, const QMap<QByteArray, QByteArray>&)
-{
-    throw Exception::UnsupportedOperation();
-}
-
-QString MemoryStorage::signUrl(const QString&, const QString&, bool, const QDateTime&)
-{
-    throw Exception::UnsupportedOperation();
-}
-
 QByteArray MemoryStorage::readPart(QIODevice& device, qint64 size)
 {
     // The job hands over a device positioned at the part's start; leave it as it was found.
@@ -194,12 +124,4 @@ QByteArray MemoryStorage::readPart(QIODevice& device, qint64 size)
     const QByteArray data = device.read(size);
     device.seek(start);
     return data;
-}
-
-const QByteArray& MemoryStorage::object(const QString& path) const
-{
-    const auto it = objects.constFind(path);
-    if (it == objects.constEnd())
-        throw Exception::NoContent();
-    return *it;
 }

@@ -1,0 +1,291 @@
+#include "operations/UploadOnce.h"
+
+#include "JobRunner.h"
+#include "ScriptedSource.h"
+
+#include "connection/CloudErrorFactory.h"
+#include "connection/FileSourceCloudError.h"
+#include "engine/JobFormat.h"
+#include "engine/OperationJob.h"
+#include "engine/OperationManager.h"
+#include "engine/OperationTask.h"
+#include "info/CloudType.h"
+#include "info/Config.h"
+#include "operations/UploadEmptyFolder.h"
+#include "storage/CloudFileSystem.h"
+#include "streams/MemoryManager.h"
+#include "streams/TemporaryFile.h"
+#include "streams/TemporaryFileManager.h"
+
+#include "TestSupport.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Norvik::Cloud;
+using NorvikTest::ScriptedSource;
+
+namespace {
+
+constexpr qint64 Budget = 104857600;
+constexpr int TemporaryFileSlots = 2;
+
+// A configuration of the local-folder storage on root, with a fresh "CloudId".
+QMap<QString, QVariant> fileSystemConfig(const QString& root)
+{
+    return {{Config::Type, Name::FileSystem},
+            {Config::Id, QUuid::createUuid().toString()},
+            {Config::FileSystem::Path, root}};
+}
+
+// How many temporary files could be made now; fewer than the slots means one is still held.
+int freeTemporaryFileSlots()
+{
+    QBuffer probe;
+    probe.open(QIODevice::ReadOnly);
+    QList<QUuid> made;
+    for (int i = 0; i < OperationManager::threadCount(); ++i) {
+        const QUuid id = TemporaryFileManager::instance().tryAdd(0, probe).first;
+        if (id.isNull())
+            break;
+        made.append(id);
+    }
+    for (const QUuid& id : made)
+        TemporaryFileManager::instance().remove(id);
+    return made.size();
+}
+
+// The registries take their limits when first used: two temporary-file slots, the smallest
+// memory budget, and a folder that the tests can look into.
+class RegistryLimits : public ::testing::Environment
+{
+public:
+    void SetUp() override
+    {
+        OperationManager::setThreadCount(TemporaryFileSlots);
+        OperationManager::setMemoryUsed(1);
+        OperationManager::setTemporaryFileFolderPath(NorvikTest::scratchDir(QStringLiteral("parts")));
+        ASSERT_EQ(MemoryManager::instance().limit(), static_cast<unsigned long long>(Budget));
+        TemporaryFileManager::instance();
+    }
+};
+
+const auto* const registryLimits = ::testing::AddGlobalTestEnvironment(new RegistryLimits);
+
+class UploadOnceByHand : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        // Every test gives back every buffer it takes; what is left over is a leak.
+        ASSERT_EQ(MemoryManager::instance().used(), 0u);
+        ASSERT_EQ(freeTemporaryFileSlots(), TemporaryFileSlots);
+        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+        m_root = NorvikTest::scratchDir(QStringLiteral("upload.") + QString::fromLatin1(test->name()));
+        ASSERT_TRUE(m_storage.setConfig(fileSystemConfig(m_root)));
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(MemoryManager::instance().used(), 0u);
+        EXPECT_EQ(freeTemporaryFileSlots(), TemporaryFileSlots);
+    }
+
+    std::unique_ptr<Operation::UploadOnce> upload(QIODevice* device,
+                                                  const QString& path = QStringLiteral("dir/object"))
+    {
+        return std::make_unique<Operation::UploadOnce>(fileSystemConfig(m_root), path,
+                                                       QMap<QString, QVariant>(), device);
+    }
+
+    QString stored(const QString& path) const { return m_root + QLatin1Char('/') + path; }
+
+    // Size and samples of the stored file at its start, middle and end.
+    void expectStoredPattern(const QString& path, qint64 length) const
+    {
+        QFile file(stored(path));
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+        ASSERT_EQ(file.size(), length);
+        const qint64 sample = std::min<qint64>(length, 65536);
+        for (const qint64 at : {qint64(0), (length - sample) / 2, length - sample}) {
+            ASSERT_TRUE(file.seek(at));
+            ASSERT_EQ(file.read(sample), ScriptedSource::bytes(at, sample)) << "at " << at;
+        }
+    }
+
+    QString m_root;
+    Api::CloudFileSystem m_storage;
+};
+
+TEST_F(UploadOnceByHand, SourceOfTheWholeBudgetGoesToAFileAndOneByteLessToMemory)
+{
+    ScriptedSource atBudget(Budget);
+    ScriptedSource belowBudget(Budget - 1);
+    const auto large = upload(&atBudget, QStringLiteral("at-budget"));
+    const auto fits = upload(&belowBudget, QStringLiteral("below-budget"));
+
+    const QJsonObject fileJob = large->makeJob().object();
+    EXPECT_EQ(fileJob.value(JobFormat::UploadOnce::BufferType).toString(),
+              JobFormat::BufferType::Value::File);
+    const QUuid fileId(fileJob.value(JobFormat::UploadOnce::BufferId).toString());
+    ASSERT_TRUE(TemporaryFileManager::instance().get(fileId));
+    EXPECT_EQ(TemporaryFileManager::instance().get(fileId)->size(), Budget);
+    EXPECT_EQ(MemoryManager::instance().used(), 0u);
+    large->resultJob(OperationJob::exec(&m_storage, QJsonDocument(fileJob)));
+    EXPECT_FALSE(TemporaryFileManager::instance().get(fileId));
+
+    const QJsonObject memoryJob = fits->makeJob().object();
+    EXPECT_EQ(memoryJob.value(JobFormat::UploadOnce::BufferType).toString(),
+              JobFormat::BufferType::Value::Memory);
+    EXPECT_EQ(MemoryManager::instance().used(), static_cast<unsigned long long>(Budget - 1));
+    fits->resultJob(OperationJob::exec(&m_storage, QJsonDocument(memoryJob)));
+
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return large->isComplite(); }));
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return fits->isComplite(); }));
+    EXPECT_EQ(large->state(), IOperation::StateComplete);
+    EXPECT_EQ(fits->state(), IOperation::StateComplete);
+    EXPECT_EQ(large->size(), static_cast<unsigned long long>(Budget));
+    EXPECT_EQ(fits->size(), static_cast<unsigned long long>(Budget - 1));
+    expectStoredPattern(QStringLiteral("at-budget"), Budget);
+    expectStoredPattern(QStringLiteral("below-budget"), Budget - 1);
+}
+
+TEST_F(UploadOnceByHand, WaitsWithoutReadingWhileTheBudgetIsTaken)
+{
+    const QUuid others = MemoryManager::instance().tryReserved(Budget - 1000);
+    ASSERT_FALSE(others.isNull());
+
+    ScriptedSource source(1001);
+    const auto operation = upload(&source);
+    for (int pass = 0; pass < 5; ++pass)
+        EXPECT_TRUE(operation->makeJob().isNull());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(source.readCalls(), 0);
+    EXPECT_EQ(operation->errorCode(), 0);
+    EXPECT_FALSE(operation->isComplite());
+
+    MemoryManager::instance().remove(others);
+    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    expectStoredPattern(QStringLiteral("dir/object"), 1001);
+}
+
+TEST_F(UploadOnceByHand, WaitsWithoutErrorWhileEveryTemporaryFileIsTaken)
+{
+    QBuffer small;
+    small.setData(QByteArray("part"));
+    small.open(QIODevice::ReadOnly);
+    QList<QUuid> taken;
+    for (int i = 0; i < TemporaryFileSlots; ++i) {
+        small.seek(0);
+        taken.append(TemporaryFileManager::instance().tryAdd(4, small).first);
+        ASSERT_FALSE(taken.last().isNull());
+    }
+
+    ScriptedSource source(Budget);
+    const auto operation = upload(&source);
+    EXPECT_TRUE(operation->makeJob().isNull());
+    EXPECT_TRUE(operation->makeJob().isNull());
+    QCoreApplication::processEvents();
+    EXPECT_EQ(source.readCalls(), 0);
+    EXPECT_EQ(operation->errorCode(), 0);
+    EXPECT_FALSE(operation->isComplite());
+
+    for (const QUuid& id : taken)
+        TemporaryFileManager::instance().remove(id);
+    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+    EXPECT_EQ(operation->state(), IOperation::StateComplete);
+    expectStoredPattern(QStringLiteral("dir/object"), Budget);
+}
+
+// A source file that changes while it is read ends the upload with code 29 and the record of
+// the change, in memory and on the way to a temporary file alike.
+struct SourceChangeCase
+{
+    bool deleted;
+    qint64 length;
+    int recordType;
+};
+
+class UploadOnceSourceChange : public UploadOnceByHand, public ::testing::WithParamInterface<SourceChangeCase>
+{
+};
+
+TEST_P(UploadOnceSourceChange, EndsTheUploadWithTheRecordOfTheChange)
+{
+    const SourceChangeCase& param = GetParam();
+    const QString changedFile = QStringLiteral("/home/user/documents/report.odt");
+    ScriptedSource source(param.length);
+    source.breakAt(param.length / 2, param.deleted ? NorvikTest::throwDeleted(changedFile)
+                                                   : NorvikTest::throwModified(changedFile));
+    const auto operation = upload(&source);
+
+    EXPECT_TRUE(operation->makeJob().isNull());
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+    EXPECT_EQ(operation->state(), IOperation::StateError);
+    EXPECT_EQ(operation->errorCode(), 29);
+    EXPECT_TRUE(operation->errorMessage().contains(changedFile)) << operation->errorMessage().toStdString();
+
+    const auto record = Error::CloudErrorFactory()(operation->cloudError().toUtf8());
+    ASSERT_TRUE(record) << operation->cloudError().toStdString();
+    EXPECT_EQ(record->type(), param.recordType);
+    const auto* sourceRecord = dynamic_cast<const Error::FileSource::SourceFileError*>(record.data());
+    ASSERT_NE(sourceRecord, nullptr);
+    EXPECT_EQ(sourceRecord->path(), changedFile);
+
+    // Not retried: the source is not read again, and nothing reached the storage.
+    const int calls = source.readCalls();
+    EXPECT_TRUE(operation->makeJob().isNull());
+    EXPECT_EQ(source.readCalls(), calls);
+    EXPECT_EQ(QDir(m_root).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden).size(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MemoryAndFile, UploadOnceSourceChange,
+    ::testing::Values(SourceChangeCase{true, 4096, Error::FileSource::SourceFileDeleted::TypeNumber},
+                      SourceChangeCase{false, 4096, Error::FileSource::SourceFileModified::TypeNumber},
+                      SourceChangeCase{true, Budget, Error::FileSource::SourceFileDeleted::TypeNumber},
+                      SourceChangeCase{false, Budget, Error::FileSource::SourceFileModified::TypeNumber}));
+
+TEST_F(UploadOnceByHand, SourceThatEndsBeforeItsLengthStoresNothing)
+{
+    for (const qint64 length : {qint64(10000), Budget}) {
+        ScriptedSource source(length);
+        source.endAt(length - 100);
+        const auto operation = upload(&source, QStringLiteral("cut"));
+        EXPECT_TRUE(operation->makeJob().isNull());
+        ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+        EXPECT_EQ(operation->state(), IOperation::StateError);
+        EXPECT_EQ(operation->errorCode(), 3);
+        EXPECT_TRUE(operation->errorMessage().contains(QString::number(length - 100)))
+            << operation->errorMessage().toStdString();
+        EXPECT_FALSE(QFileInfo::exists(stored(QStringLiteral("cut"))));
+        EXPECT_EQ(MemoryManager::instance().used(), 0u);
+        EXPECT_EQ(freeTemporaryFileSlots(), TemporaryFileSlots);
+    }
+}
+
+TEST_F(UploadOnceByHand, FailedUploadStillFreesItsBufferAndCountsTheBytesHandedOver)
+{
+    // A path out of the storage folder is refused by the storage.
+    ScriptedSource source(2048);
+    const auto operation = upload(&source, QStringLiteral("../outside"));
+    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+    EXPECT_EQ(operation->state(), IOperation::StateError);
+    EXPECT_EQ(operation->errorCode(), 7);
+    EXPECT_FALSE(operation->errorMessage().isEmpty());
+    EXPECT_EQ(operation->size(), 2048u);
+    EXPECT_TRUE(operation->info().isEmpty());
+    EXPECT_EQ(MemoryManager::instance().used(), 0u);
+}
+
+} // namespace
