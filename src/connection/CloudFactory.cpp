@@ -8,6 +8,7 @@
 
 // Connection classes, one include each.
 #include "azure/CloudAzureBlob.h"
+#include "google/CloudGoogleStorage.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "storage/CloudFileSystem.h"
 
@@ -40,6 +41,7 @@ const QMap<Type, Maker>& makers()
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
         {Type::AzureBlob, &make<CloudAzureBlob>},
+        {Type::GoogleStorage, &make<CloudGoogleStorage>},
         // S3-compatible services that differ only in their descriptor: the plain S3
         // connection, told its type so that it finds that descriptor.
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},

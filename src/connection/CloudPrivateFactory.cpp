@@ -13,6 +13,7 @@
 
 // Built-in private classes, one include each.
 #include "azure/CloudAzureBlobPrivate.h"
+#include "google/CloudGoogleStoragePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
 
@@ -56,6 +57,11 @@ CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
 {
     return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
+}
+
+CloudGoogleStoragePrivate* CloudPrivateFactory::createGoogleStorage()
+{
+    return create<CloudGoogleStoragePrivate>(&ICloudPrivateFactoryPlugin::createGoogleStorage);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

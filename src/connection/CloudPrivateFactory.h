@@ -10,6 +10,7 @@ namespace Norvik::Cloud::Api {
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
 class CloudAzureBlobPrivate;
+class CloudGoogleStoragePrivate;
 class ICloudPrivateFactoryPlugin;
 
 // Makes the hidden implementation objects of the service connections. Normally these are the
@@ -33,6 +34,7 @@ public:
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
     CloudAzureBlobPrivate* createAzureBlob();
+    CloudGoogleStoragePrivate* createGoogleStorage();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.
