@@ -17,6 +17,8 @@
 #include <QUrlQuery>
 #include <QXmlStreamWriter>
 
+#include <limits>
+
 namespace Norvik::Cloud::Api {
 
 namespace {
@@ -43,8 +45,13 @@ QUrl pathUrl(const QString& path)
     return url;
 }
 
+// size is the count of bytes less one. A count past any object's end (what a resumed whole
+// download asks for) would make an end that is no number at all, and the service would send the
+// whole object instead of the rest: that range is left open.
 QByteArray rangeHeader(qint64 position, qint64 size)
 {
+    if (size < 0 || position > std::numeric_limits<qint64>::max() - size)
+        return QStringLiteral("bytes=%1-").arg(position).toUtf8();
     return QStringLiteral("bytes=%1-%2").arg(position).arg(position + size).toUtf8();
 }
 

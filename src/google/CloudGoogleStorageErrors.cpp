@@ -128,6 +128,10 @@ void CloudGoogleStoragePrivate::exceptionBadRequest(const HeaderMap&, const Head
 void CloudGoogleStoragePrivate::exceptionNotFound(const HeaderMap&, const HeaderMap&, int status,
                                                   const QByteArray& body)
 {
+    // A HEAD, or a download into a device that cannot be read back, has no error document:
+    // the object is not there.
+    if (body.isEmpty())
+        throw Exception::NoContent(404, body, tr("Not Found"));
     const QMap<QString, QString> error = GoogleXml::parseError(body);
     if (error.isEmpty())
         throw Exception::Operation(status, body, unhandledText(), false);
