@@ -57,7 +57,7 @@ AUDIENCES = {'https://www.googleapis.com/oauth2/v4/token', 'https://oauth2.googl
              'https://accounts.google.com/o/oauth2/token'}
 SUBRESOURCES = {'acl', 'lifecycle', 'location', 'logging', 'notification', 'policy', 'requestPayment',
                 'torrent', 'uploads', 'versionId', 'versioning', 'versions', 'cors', 'storageClass',
-                'billing', 'websiteConfig', 'encryptionConfig', 'defaultObjectAcl', 'compose'}
+                'billing', 'websiteConfig', 'encryptionConfig', 'defaultObjectAcl', 'compose', 'tagging'}
 MIN_PART = 5 * 1024 * 1024
 NS = 'http://doc.s3.amazonaws.com/2006-03-01'
 
@@ -89,13 +89,14 @@ class State:
         self.lifetime = 3600     # "expires_in" of the next tokens
         self.faults = []         # [{'status', 'code', 'count', 'method', 'host'}]
         self.stats = {'jwt': 0, 'code': 0, 'refresh': 0, 'tokeninfo': 0, 'rejected_tokens': 0,
-                      'hmac': 0, 'bearer': 0, 'signed_url': 0, 'parts': 0}
+                      'hmac': 0, 'bearer': 0, 'signed_url': 0, 'parts': 0, 'faults': 0}
         self.gen = int(time.time() * 1e6)
 
     def fault_for(self, method, host):
         for f in self.faults:
             if f['count'] and (not f['method'] or f['method'] == method) and (not f['host'] or f['host'] == host):
                 f['count'] -= 1
+                self.stats['faults'] += 1
                 return f
         return None
 
@@ -187,6 +188,7 @@ class Handler(BaseHTTPRequestHandler):
             self.close_connection = True
 
     def dispatch(self):
+        self._body = None          # one handler serves every request of a kept-alive connection
         url = urllib.parse.urlsplit(self.path)
         if not self.server.tls:
             if url.path.startswith('/_admin/'):
@@ -534,8 +536,19 @@ class Handler(BaseHTTPRequestHandler):
         if m in ('GET', 'HEAD'):
             if 'location' in q:
                 return self.send(200, xml_doc('<LocationConstraint>%s</LocationConstraint>' % b['location']))
+            if 'acl' in q or 'defaultObjectAcl' in q:
+                return self.send(200, xml_doc('<AccessControlList><Owner><ID>%s</ID></Owner><Entries><Entry>'
+                                              '<Scope type="GroupByDomain"/><Permission>FULL_CONTROL</Permission>'
+                                              '</Entry></Entries></AccessControlList>' % PROJECT))
             if 'storageClass' in q:
                 return self.send(200, xml_doc('<StorageClass>%s</StorageClass>' % b['class']))
+            empty = {'cors': 'CorsConfig', 'versioning': 'VersioningConfiguration',
+                     'lifecycle': 'LifecycleConfiguration', 'logging': 'Logging',
+                     'websiteConfig': 'WebsiteConfiguration', 'billing': 'BillingConfiguration',
+                     'encryptionConfig': 'EncryptionConfiguration', 'tagging': 'Tagging'}
+            for name, root in empty.items():
+                if name in q:        # nothing configured: the empty document (what gsutil reads)
+                    return self.send(200, xml_doc('<%s/>' % root))
             if set(q) & SUBRESOURCES:
                 raise Err(501, 'NotImplemented', 'This server does not serve that sub-resource.')
             return self.list_objects(bucket, b['objects'], q)
