@@ -1,5 +1,5 @@
 // Google Cloud Storage against our test server, through the service's fixed https names: the
-// token cache and its margin, a token renewed in the middle of a multipart upload, keys and
+// token cache and its margin during a multipart upload, keys and
 // tokens that the token endpoints refuse, the server's fault answers, and gsutil reading what we
 // write and the other way round.
 
@@ -82,22 +82,9 @@ protected:
     }
 };
 
-TEST_F(GoogleServer, TokenIsReusedUntilItsMarginAndRenewedAfter)
-{
-    // 302 seconds: usable for 2 seconds before the 300-second margin.
-    server().admin(QStringLiteral("lifetime?seconds=302"));
-    auto connection = connect(server().serviceAccountConfig());
-    connection->containers();
-    connection->containers();
-    EXPECT_EQ(server().stat(QStringLiteral("jwt")), 1);
-    QThread::msleep(2300);
-    connection->containers();
-    EXPECT_EQ(server().stat(QStringLiteral("jwt")), 2);
-    EXPECT_EQ(server().stat(QStringLiteral("bearer")), 3);
-}
-
 TEST_F(GoogleServer, StaleTokenIsRenewedInTheMiddleOfAMultipartUpload)
 {
+    // 303 seconds: the token is reused for 3 seconds, until its 300-second margin, then renewed.
     const QString bucket = makeBucket();
     server().admin(QStringLiteral("lifetime?seconds=303"));
     auto connection = connect(server().serviceAccountConfig());
@@ -177,46 +164,38 @@ TEST_F(GoogleServer, BusyAnswersAreTriedAgain)
 class Gsutil : public GoogleServer
 {
 protected:
-    QByteArray run(const QString& boto, const QStringList& arguments, bool* ok)
+    QByteArray run(const QString& boto, const QStringList& arguments)
     {
+        const QString ca = text("ca");
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        const QString ca = server().info().value(QStringLiteral("ca")).toString();
-        env.insert(QStringLiteral("BOTO_CONFIG"), boto);
-        env.insert(QStringLiteral("CLOUDSDK_CONFIG"), m_dir.filePath(QStringLiteral("gcloud")));
-        env.insert(QStringLiteral("CLOUDSDK_CORE_PASS_CREDENTIALS_TO_GSUTIL"), QStringLiteral("false"));
-        env.insert(QStringLiteral("CLOUDSDK_CORE_DISABLE_PROMPTS"), QStringLiteral("1"));
-        env.insert(QStringLiteral("CLOUDSDK_CORE_DISABLE_USAGE_REPORTING"), QStringLiteral("1"));
-        env.insert(QStringLiteral("CLOUDSDK_CORE_CUSTOM_CA_CERTS_FILE"), ca);
-        env.insert(QStringLiteral("HTTPLIB2_CA_CERTS"), ca);
-        env.insert(QStringLiteral("TMPDIR"), m_dir.path());
+        const QPair<const char*, QString> settings[] = {
+            {"BOTO_CONFIG", boto},
+            {"CLOUDSDK_CONFIG", m_dir.filePath(QStringLiteral("gcloud"))},
+            {"CLOUDSDK_CORE_PASS_CREDENTIALS_TO_GSUTIL", "false"},
+            {"CLOUDSDK_CORE_DISABLE_PROMPTS", "1"},
+            {"CLOUDSDK_CORE_CUSTOM_CA_CERTS_FILE", ca},
+            {"HTTPLIB2_CA_CERTS", ca},
+            {"TMPDIR", m_dir.path()}};
+        for (const auto& setting : settings)
+            env.insert(QString::fromLatin1(setting.first), setting.second);
         QProcess gsutil;
         gsutil.setProcessEnvironment(env);
         gsutil.start(QStringLiteral("gsutil"), arguments);
-        *ok = gsutil.waitForFinished(120000) && gsutil.exitCode() == 0;
-        if (!*ok)
+        if (!gsutil.waitForFinished(120000) || gsutil.exitCode() != 0)
             ADD_FAILURE() << "gsutil " << arguments.join(QLatin1Char(' ')).toStdString() << ": "
                           << gsutil.readAllStandardError().toStdString();
         return gsutil.readAllStandardOutput();
     }
 
-    QString botoConfig(const QString& name, const QString& credentials)
+    QString write(const QString& name, const QByteArray& content)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        const QString proxy = server().info().value(QStringLiteral("proxy")).toString();
-        file.write(
-            QStringLiteral("[Credentials]\n%1\n[Boto]\nproxy = 127.0.0.1\nproxy_port = %2\n"
-                           "ca_certificates_file = %3\nnum_retries = 1\n[GSUtil]\nprefer_api = xml\n"
-                           "default_project_id = %4\nstate_dir = %5\nsoftware_update_check_period = 0\n")
-                .arg(credentials)
-                .arg(QUrl(proxy).port())
-                .arg(server().info().value(QStringLiteral("ca")).toString(),
-                     server().info().value(QStringLiteral("project")).toString(),
-                     m_dir.filePath(QStringLiteral("state")))
-                .toUtf8());
-        return path;
+        QFile file(m_dir.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        return file.fileName();
     }
+
+    static QString text(const char* key) { return server().info().value(QLatin1String(key)).toString(); }
 
     QTemporaryDir m_dir;
 };
@@ -224,50 +203,35 @@ protected:
 TEST_F(Gsutil, ReadsWhatWeWriteAndTheOtherWayRound)
 {
     const QString bucket = makeBucket();
-    const QString p12 = m_dir.filePath(QStringLiteral("sa.p12"));
-    QFile key(p12);
-    ASSERT_TRUE(key.open(QIODevice::WriteOnly));
-    key.write(QByteArray::fromBase64(
-        server().info().value(QStringLiteral("service_account_p12")).toString().toLatin1()));
-    key.close();
-    struct Case
-    {
-        const char* name;
-        GcsTestServer::ConfigMap config;
-        QString credentials;
+    const QString p12 =
+        write(QStringLiteral("sa.p12"), QByteArray::fromBase64(text("service_account_p12").toLatin1()));
+    const QString common =
+        QStringLiteral("[Boto]\nproxy = 127.0.0.1\nproxy_port = %1\nca_certificates_file = %2\n"
+                       "num_retries = 1\n[GSUtil]\nprefer_api = xml\ndefault_project_id = %3\n"
+                       "software_update_check_period = 0\n[Credentials]\n")
+            .arg(QUrl(text("proxy")).port())
+            .arg(text("ca"), text("project"));
+    const QPair<GcsTestServer::ConfigMap, QString> cases[] = {
+        {server().hmacConfig(), QStringLiteral("gs_access_key_id = %1\ngs_secret_access_key = %2\n")
+                                    .arg(text("hmac_id"), text("hmac_secret"))},
+        {server().serviceAccountConfig(), QStringLiteral("gs_service_client_id = %1\ngs_service_key_file = "
+                                                         "%2\ngs_service_key_file_password = notasecret\n")
+                                              .arg(text("service_account"), p12)},
     };
-    const QJsonObject info = server().info();
-    const Case cases[] = {
-        {"HMAC key", server().hmacConfig(),
-         QStringLiteral("gs_access_key_id = %1\ngs_secret_access_key = %2")
-             .arg(info.value(QStringLiteral("hmac_id")).toString(),
-                  info.value(QStringLiteral("hmac_secret")).toString())},
-        {"service account", server().serviceAccountConfig(),
-         QStringLiteral(
-             "gs_service_client_id = %1\ngs_service_key_file = %2\ngs_service_key_file_password = notasecret")
-             .arg(info.value(QStringLiteral("service_account")).toString(), p12)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const QString boto = botoConfig(
-            QString::fromLatin1(c.name).replace(QLatin1Char(' '), QLatin1Char('_')), c.credentials);
-        auto connection = connect(c.config);
-        const QByteArray ours = NorvikTest::randomBytes(300 * 1024 + 5, 11);
-        const QString name = QStringLiteral("/ours %1/\u00e9t\u00e9.bin").arg(QString::fromLatin1(c.name));
+    int round = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.second.toStdString());
+        const QString boto = write(QStringLiteral("boto%1.cfg").arg(++round), (common + c.second).toUtf8());
+        auto connection = connect(c.first);
+        const QByteArray ours = NorvikTest::randomBytes(300 * 1024 + 5, round);
+        const QString name = QStringLiteral("/ours %1/\u00e9t\u00e9.bin").arg(round);
         connection->upload(bucket, name, {}, ours, QUuid());
-        bool ok = false;
-        EXPECT_EQ(run(boto, {QStringLiteral("cat"), QStringLiteral("gs://%1%2").arg(bucket, name)}, &ok),
-                  ours);
+        EXPECT_EQ(run(boto, {QStringLiteral("cat"), QStringLiteral("gs://%1%2").arg(bucket, name)}), ours);
 
-        const QString theirsFile = m_dir.filePath(QStringLiteral("theirs.bin"));
-        const QByteArray theirs = NorvikTest::randomBytes(2 * MiB + 3, 12);
-        QFile file(theirsFile);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(theirs);
-        file.close();
-        const QString target = QStringLiteral("/theirs/%1.bin").arg(QString::fromLatin1(c.name));
-        run(boto, {QStringLiteral("cp"), theirsFile, QStringLiteral("gs://%1%2").arg(bucket, target)}, &ok);
-        ASSERT_TRUE(ok);
+        const QByteArray theirs = NorvikTest::randomBytes(2 * MiB + 3, 10 + round);
+        const QString target = QStringLiteral("/theirs/%1.bin").arg(round);
+        run(boto, {QStringLiteral("cp"), write(QStringLiteral("theirs.bin"), theirs),
+                   QStringLiteral("gs://%1%2").arg(bucket, target)});
         EXPECT_EQ(download(*connection, bucket, target), theirs);
     }
 }
