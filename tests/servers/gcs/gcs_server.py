@@ -677,6 +677,17 @@ class Handler(BaseHTTPRequestHandler):
 class Server(ThreadingHTTPServer):
     daemon_threads = True
     allow_reuse_address = True
+    context = None
+
+    def finish_request(self, request, client_address):
+        # The TLS handshake happens on the connection's own thread: a client that stalls in it
+        # holds up no other.
+        if self.context:
+            try:
+                request = self.context.wrap_socket(request, server_side=True)
+            except (ssl.SSLError, OSError):
+                return
+        self.RequestHandlerClass(request, client_address, self)
 
 
 def main():
@@ -692,7 +703,7 @@ def main():
     tls = Server(('127.0.0.1', a.tls_port), Handler)
     ctx = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     ctx.load_cert_chain(os.path.join(a.dir, 'server.pem'), os.path.join(a.dir, 'server.key'))
-    tls.socket = ctx.wrap_socket(tls.socket, server_side=True)
+    tls.context = ctx
     tls.tls = True
     plain = Server(('127.0.0.1', a.port), Handler)
     plain.tls, plain.tls_port, plain.dir = False, a.tls_port, a.dir
