@@ -9,6 +9,7 @@
 // Connection classes, one include each.
 #include "azure/CloudAzureBlob.h"
 #include "backblaze/CloudBackBlaze.h"
+#include "google/CloudGoogleStorage.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "openstack/CloudOpenStack.h"
 #include "storage/CloudFileSystem.h"
@@ -50,6 +51,7 @@ const QMap<Type, Maker>& makers()
         {Type::SoftLayer, &make<CloudSoftLayer>},
         {Type::HPCloud, &make<CloudHPCloud>},
         {Type::HPHelion, &make<CloudHPCloud>},
+        {Type::GoogleStorage, &make<CloudGoogleStorage>},
         // S3-compatible services that differ only in their descriptor: the plain S3
         // connection, told its type so that it finds that descriptor.
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},

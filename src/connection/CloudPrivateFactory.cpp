@@ -14,6 +14,7 @@
 // Built-in private classes, one include each.
 #include "azure/CloudAzureBlobPrivate.h"
 #include "backblaze/CloudBackBlazePrivate.h"
+#include "google/CloudGoogleStoragePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
 #include "openstack/CloudOpenStackPrivate.h"
@@ -74,6 +75,11 @@ CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
 CloudOpenStackPrivate* CloudPrivateFactory::createOpenStack()
 {
     return create<CloudOpenStackPrivate>(&ICloudPrivateFactoryPlugin::createOpenStack);
+}
+
+CloudGoogleStoragePrivate* CloudPrivateFactory::createGoogleStorage()
+{
+    return create<CloudGoogleStoragePrivate>(&ICloudPrivateFactoryPlugin::createGoogleStorage);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

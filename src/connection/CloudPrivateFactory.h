@@ -12,6 +12,7 @@ class CloudAmazonS3LikePrivate;
 class CloudBackBlazePrivate;
 class CloudAzureBlobPrivate;
 class CloudOpenStackPrivate;
+class CloudGoogleStoragePrivate;
 class ICloudPrivateFactoryPlugin;
 class StorageSftpPrivate;
 
@@ -39,6 +40,7 @@ public:
     StorageSftpPrivate* createStorageSftp();
     CloudAzureBlobPrivate* createAzureBlob();
     CloudOpenStackPrivate* createOpenStack();
+    CloudGoogleStoragePrivate* createGoogleStorage();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.
