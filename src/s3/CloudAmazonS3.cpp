@@ -228,7 +228,21 @@ bool CloudAmazonS3::checkAccelerate(const QString& bucket)
 {
     HeaderMap headers;
     QByteArray body;
-    d->get(bucket, QStringLiteral("/"), subresource(QStringLiteral("accelerate")), headers, true, body);
+    // Asked of the bucket's regular host: the accelerate host refuses every request of a
+    // bucket without acceleration, this one included.
+    CloudAmazonS3Private* const p = amazon();
+    const bool accelerate = p && p->useAccelerate();
+    if (p)
+        p->setUseAccelerate(false);
+    try {
+        d->get(bucket, QStringLiteral("/"), subresource(QStringLiteral("accelerate")), headers, true, body);
+    } catch (...) {
+        if (p)
+            p->setUseAccelerate(accelerate);
+        throw;
+    }
+    if (p)
+        p->setUseAccelerate(accelerate);
     QDomDocument document;
     QString message;
     if (!document.setContent(body, &message)) {

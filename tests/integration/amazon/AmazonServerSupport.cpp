@@ -1,0 +1,83 @@
+#include "AmazonServerSupport.h"
+
+#include "info/CloudType.h"
+#include "info/Config.h"
+
+#include <NorvikCore/GlobalConfig.h>
+
+#include <QFile>
+#include <QProcess>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+namespace NorvikTest {
+
+namespace {
+
+class AmazonTestConfig : public Norvik::Core::GlobalConfig
+{
+public:
+    AmazonTestConfig(const QString& ca, int port)
+        : m_ca(ca)
+        , m_port(port)
+    {
+    }
+    double retryWaitFactor() const override { return 0.001; }
+    QString caCertificatesPath() const override { return m_ca; }
+    QStringList connectTo() const override { return {QStringLiteral("::127.0.0.1:%1").arg(m_port)}; }
+
+private:
+    QString m_ca;
+    int m_port;
+};
+
+} // namespace
+
+AmazonServer AmazonServer::start()
+{
+    AmazonServer server;
+    QFile file(QString::fromLocal8Bit(qgetenv("NORVIK_AMAZON_ENDPOINT_FILE")));
+    if (!file.open(QIODevice::ReadOnly)) {
+        ADD_FAILURE() << "no endpoint file of the amazon test server: " << file.fileName().toStdString();
+        return server;
+    }
+    server.address = QUrl(QString::fromUtf8(file.readAll().trimmed()));
+    QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
+    if (run.isEmpty())
+        run = QStringLiteral("/tmp/norvik-cloudtest");
+    server.caFile = run + QStringLiteral("/amazon/ca.pem");
+    Norvik::Core::GlobalConfig::install(new AmazonTestConfig(server.caFile, server.address.port()));
+    return server;
+}
+
+void AmazonServer::setRestoreDelay(double seconds) const
+{
+    const QString url = address.toString() + QStringLiteral("/_test/restore-delay?seconds=%1").arg(seconds);
+    const int rc = QProcess::execute(QStringLiteral("curl"),
+                                     {QStringLiteral("-sf"), QStringLiteral("-X"), QStringLiteral("POST"),
+                                      QStringLiteral("--cacert"), caFile, url});
+    ASSERT_EQ(rc, 0) << "cannot set the restore delay";
+}
+
+QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature,
+                                     const QString& region)
+{
+    namespace Config = Norvik::Cloud::Config;
+    return {
+        {Config::Type, Norvik::Cloud::Name::AmazonS3},
+        {Config::Id, QUuid::createUuid()},
+        {Config::AmazonS3Like::AccessKey, server.accessKey},
+        {Config::AmazonS3Like::SecretKey, server.secretKey},
+        {Config::AmazonS3Like::Signature::Key, signature},
+        {Config::AmazonS3Like::Region, region},
+        {Norvik::Cloud::Api::Config::Http::Endpoint, QStringLiteral("https://amazon.test")},
+    };
+}
+
+QString uniqueAmazonBucket(const QString& prefix)
+{
+    return prefix + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
+}
+
+} // namespace NorvikTest
