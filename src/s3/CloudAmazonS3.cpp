@@ -1,5 +1,6 @@
 #include "s3/CloudAmazonS3.h"
 
+#include "s3/AmazonS3Answers.h"
 #include "s3/CloudAmazonS3Private.h"
 
 #include "connection/CloudPrivateFactory.h"
@@ -184,7 +185,7 @@ bool CloudAmazonS3::checkReadyForDownload(const QString& bucket, const QString& 
     const QByteArray storageClass = response.value("x-amz-storage-class");
     if (storageClass != "GLACIER" && storageClass != "DEEP_ARCHIVE")
         return true;
-    return response.value("x-amz-restore").contains("ongoing-request=\"false\"");
+    return AmazonS3Answers::restoreFinished(response.value("x-amz-restore"));
 }
 
 void CloudAmazonS3::finalizeDownloaded(const QString&, const QString&) {}
@@ -243,19 +244,16 @@ bool CloudAmazonS3::checkAccelerate(const QString& bucket)
     }
     if (p)
         p->setUseAccelerate(accelerate);
-    QDomDocument document;
-    QString message;
-    if (!document.setContent(body, &message)) {
+    const std::optional<bool> enabled = AmazonS3Answers::accelerationEnabled(body);
+    if (!enabled) {
+        QDomDocument document;
+        QString message;
+        document.setContent(body, &message);
         NorvikDebug("NKC").warning() << "Error on parce content:" << message;
         NorvikDebug("NKC").infoH() << body;
         throw Exception::InvalidData(body);
     }
-    QDomElement root = document.documentElement();
-    if (root.tagName() != QLatin1String("AccelerateConfiguration"))
-        root = root.firstChildElement(QStringLiteral("AccelerateConfiguration"));
-    if (root.firstChildElement().isNull())
-        return false;
-    return root.firstChildElement(QStringLiteral("Status")).text() == QLatin1String("Enabled");
+    return *enabled;
 }
 
 } // namespace Norvik::Cloud::Api

@@ -51,13 +51,27 @@ AmazonServer AmazonServer::start()
     return server;
 }
 
-void AmazonServer::setRestoreDelay(double seconds) const
+namespace {
+
+void control(const AmazonServer& server, const QString& request)
 {
-    const QString url = address.toString() + QStringLiteral("/_test/restore-delay?seconds=%1").arg(seconds);
+    const QString url = server.address.toString() + QStringLiteral("/_test/") + request;
     const int rc = QProcess::execute(QStringLiteral("curl"),
                                      {QStringLiteral("-sf"), QStringLiteral("-X"), QStringLiteral("POST"),
-                                      QStringLiteral("--cacert"), caFile, url});
-    ASSERT_EQ(rc, 0) << "cannot set the restore delay";
+                                      QStringLiteral("--cacert"), server.caFile, url});
+    ASSERT_EQ(rc, 0) << "the test server refused " << request.toStdString();
+}
+
+} // namespace
+
+void AmazonServer::setRestoreDelay(double seconds) const
+{
+    control(*this, QStringLiteral("restore-delay?seconds=%1").arg(seconds));
+}
+
+void AmazonServer::finishRestores() const
+{
+    control(*this, QStringLiteral("finish-restores"));
 }
 
 QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature,

@@ -25,6 +25,8 @@ struct AmazonServer
     static AmazonServer start();
     // Sets how long the server takes for a restore from now on.
     void setRestoreDelay(double seconds) const;
+    // Ends every running restore now.
+    void finishRestores() const;
 };
 
 // The configuration of an Amazon S3 connection to the server, by its own host names.

@@ -14,7 +14,7 @@ Buckets are addressed by virtual host ("<bucket>.<prefix>.<domain>", the prefix 
 address, "localhost").
 
 Test control, without authentication: "POST /_test/restore-delay?seconds=N" sets how long a
-restore takes from then on.
+restore takes from then on; "POST /_test/finish-restores" ends every running restore now.
 """
 
 import argparse
@@ -179,6 +179,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def control(self):
         if self.raw_path == "/_test/restore-delay" and self.method == "POST":
             self.server.store.restore_delay = float(self.params.get("seconds", "0"))
+            return self.reply(204)
+        if self.raw_path == "/_test/finish-restores" and self.method == "POST":
+            now = time.time()
+            with self.server.store.lock:
+                for bucket in self.server.store.buckets.values():
+                    for obj in bucket["objects"].values():
+                        if obj.restore_done is not None and obj.restore_done > now:
+                            obj.restore_done = now
             return self.reply(204)
         raise S3Error(404, "NoSuchKey", "Unknown test control")
 
