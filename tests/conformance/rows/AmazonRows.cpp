@@ -7,7 +7,7 @@
 #include "info/CloudType.h"
 #include "info/Config.h"
 
-#include <NorvikCore/GlobalConfig.h>
+#include "TestSupport.h"
 
 #include <QUrl>
 #include <QUuid>
@@ -19,23 +19,6 @@ using Norvik::Cloud::Api::CloudFileMetaData;
 
 constexpr int SignatureDoesNotMatchCode = 9;
 
-class AmazonServerConfig : public Norvik::Core::GlobalConfig
-{
-public:
-    AmazonServerConfig(const QString& ca, int port)
-        : m_ca(ca)
-        , m_port(port)
-    {
-    }
-    double retryWaitFactor() const override { return 0.001; }
-    QString caCertificatesPath() const override { return m_ca; }
-    QStringList connectTo() const override { return {QStringLiteral("::127.0.0.1:%1").arg(m_port)}; }
-
-private:
-    QString m_ca;
-    int m_port;
-};
-
 [[maybe_unused]] const bool added = Conformance::addRow({
     QStringLiteral("amazon"),
     [] {
@@ -45,8 +28,7 @@ private:
         QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
         if (run.isEmpty())
             run = QStringLiteral("/tmp/norvik-cloudtest");
-        Norvik::Core::GlobalConfig::install(
-            new AmazonServerConfig(run + QStringLiteral("/amazon/ca.pem"), address.port()));
+        NorvikTest::installLocalServerNames(run + QStringLiteral("/amazon/ca.pem"), address.port());
         return Conformance::ConfigMap{
             {Config::Type, Norvik::Cloud::Name::AmazonS3},
             {Config::Id, QUuid::createUuid()},

@@ -114,23 +114,6 @@ TEST_F(AmazonS3, RestoreFromDeepArchive)
                  Api::Exception::InvalidObjectState);
 }
 
-TEST_F(AmazonS3, LifecyclePolicyLoadSaveDelete)
-{
-    EXPECT_TRUE(s3->loadLifecyclePolicy(bucket).isEmpty());
-    const QByteArray policy =
-        "<LifecycleConfiguration><Rule><ID>old</ID><Filter><Prefix>logs/</Prefix></Filter>"
-        "<Status>Enabled</Status><Expiration><Days>30</Days></Expiration></Rule>"
-        "</LifecycleConfiguration>";
-    EXPECT_TRUE(s3->saveLifecyclePolicy(bucket, policy));
-    EXPECT_EQ(s3->loadLifecyclePolicy(bucket), policy);
-    EXPECT_THROW(s3->saveLifecyclePolicy(bucket, "<LifecycleConfiguration><Rule>"),
-                 Api::Exception::Operation);
-    EXPECT_EQ(s3->loadLifecyclePolicy(bucket), policy);
-    EXPECT_TRUE(s3->deleteLifecyclePolicy(bucket));
-    EXPECT_TRUE(s3->loadLifecyclePolicy(bucket).isEmpty());
-    EXPECT_TRUE(s3->deleteLifecyclePolicy(bucket));
-}
-
 // With version 4 a wish for acceleration stays only where the bucket has it, and then requests
 // go to the accelerate host (which the server refuses for other buckets). Version 2 asks
 // nothing and keeps the plain host.

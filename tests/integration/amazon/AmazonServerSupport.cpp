@@ -3,7 +3,7 @@
 #include "info/CloudType.h"
 #include "info/Config.h"
 
-#include <NorvikCore/GlobalConfig.h>
+#include "TestSupport.h"
 
 #include <QFile>
 #include <QProcess>
@@ -12,27 +12,6 @@
 #include <gtest/gtest.h>
 
 namespace NorvikTest {
-
-namespace {
-
-class AmazonTestConfig : public Norvik::Core::GlobalConfig
-{
-public:
-    AmazonTestConfig(const QString& ca, int port)
-        : m_ca(ca)
-        , m_port(port)
-    {
-    }
-    double retryWaitFactor() const override { return 0.001; }
-    QString caCertificatesPath() const override { return m_ca; }
-    QStringList connectTo() const override { return {QStringLiteral("::127.0.0.1:%1").arg(m_port)}; }
-
-private:
-    QString m_ca;
-    int m_port;
-};
-
-} // namespace
 
 AmazonServer AmazonServer::start()
 {
@@ -47,7 +26,7 @@ AmazonServer AmazonServer::start()
     if (run.isEmpty())
         run = QStringLiteral("/tmp/norvik-cloudtest");
     server.caFile = run + QStringLiteral("/amazon/ca.pem");
-    Norvik::Core::GlobalConfig::install(new AmazonTestConfig(server.caFile, server.address.port()));
+    installLocalServerNames(server.caFile, server.address.port());
     return server;
 }
 
