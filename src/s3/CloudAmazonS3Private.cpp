@@ -123,8 +123,11 @@ constexpr StorageClassName StorageClassNames[] = {
 bool CloudAmazonS3Private::setConfig(const QMap<QString, QVariant>& config)
 {
     namespace Keys = ::Norvik::Cloud::Config::AmazonS3;
-    m_useAccelerate = config.value(Keys::UseAccelerate).toBool();
-    m_useSSE = config.value(Keys::UseSSE).toBool();
+    // Switches that the configuration does not name keep their value.
+    if (config.contains(Keys::UseAccelerate))
+        m_useAccelerate = config.value(Keys::UseAccelerate).toBool();
+    if (config.contains(Keys::UseSSE))
+        m_useSSE = config.value(Keys::UseSSE).toBool();
     if (!config.contains(Keys::StorageClass::Key)) {
         m_storageClass = 0;
     } else {

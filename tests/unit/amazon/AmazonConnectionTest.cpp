@@ -69,7 +69,7 @@ TEST(AmazonConnections, FactoryMakesEveryS3FamilyType)
 }
 
 // Class and encryption go on new objects; an unknown class keeps the one before, and a
-// configuration without the key is back to the standard class.
+// configuration without the class is back to the standard one.
 TEST(AmazonConnections, StorageClassAndEncryptionHeaders)
 {
     namespace Keys = Config::AmazonS3;
@@ -83,7 +83,7 @@ TEST(AmazonConnections, StorageClassAndEncryptionHeaders)
     EXPECT_EQ(headers.value("x-amz-server-side-encryption"), "AES256");
 
     config.insert(Keys::StorageClass::Key, QStringLiteral("Glacier Flexible"));
-    config.remove(Keys::UseSSE);
+    config.insert(Keys::UseSSE, false);
     ASSERT_TRUE(d.setConfig(config));
     headers = d.header({});
     EXPECT_EQ(headers.value("x-amz-storage-class"), "DEEP_ARCHIVE");
