@@ -164,6 +164,12 @@ TEST_F(AmazonEngine, LifecyclePolicyOperations)
     EXPECT_NE(broken->errorCode(), 0);
     EXPECT_EQ(load(), policy);
 
+    // The policy is the caller's document: a cut answer comes back as it stands, not parsed.
+    s_server.breakAnswers(true);
+    const QByteArray cut = load();
+    s_server.breakAnswers(false);
+    EXPECT_TRUE(policy.startsWith(cut) && cut.size() < policy.size());
+
     const auto remove = amazon.deleteLifecyclePolicy(config);
     ASSERT_TRUE(run(remove));
     EXPECT_EQ(remove->state(), IOperation::StateComplete);

@@ -144,6 +144,11 @@ TEST_F(AmazonS3, AccelerationCheckedWithVersion4Only)
     fast->upload(bucket, "/fast.txt", {}, QByteArray("fast"), QUuid());
     EXPECT_EQ(download(*fast, "/fast.txt"), "fast");
 
+    // A cut answer is refused, not read as "not enabled".
+    server.breakAnswers(true);
+    EXPECT_THROW(s3->checkAccelerate(bucket), Api::Exception::InvalidData);
+    server.breakAnswers(false);
+
     auto v2config = NorvikTest::amazonConfig(server, "V2");
     v2config.insert(Keys::UseAccelerate, true);
     auto v2 = connect(v2config);

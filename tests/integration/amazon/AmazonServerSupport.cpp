@@ -48,6 +48,11 @@ void AmazonServer::setRestoreDelay(double seconds) const
     control(*this, QStringLiteral("restore-delay?seconds=%1").arg(seconds));
 }
 
+void AmazonServer::breakAnswers(bool broken) const
+{
+    control(*this, QStringLiteral("broken-answers?on=%1").arg(broken ? 1 : 0));
+}
+
 void AmazonServer::finishRestores() const
 {
     control(*this, QStringLiteral("finish-restores"));

@@ -27,6 +27,8 @@ struct AmazonServer
     void setRestoreDelay(double seconds) const;
     // Ends every running restore now.
     void finishRestores() const;
+    // Whether lifecycle and acceleration answers come cut in the middle.
+    void breakAnswers(bool broken) const;
 };
 
 // The configuration of an Amazon S3 connection to the server, by its own host names.

@@ -14,7 +14,9 @@ Buckets are addressed by virtual host ("<bucket>.<prefix>.<domain>", the prefix 
 address, "localhost").
 
 Test control, without authentication: "POST /_test/restore-delay?seconds=N" sets how long a
-restore takes from then on; "POST /_test/finish-restores" ends every running restore now.
+restore takes from then on; "POST /_test/finish-restores" ends every running restore now;
+"POST /_test/broken-answers?on=1" cuts lifecycle and acceleration answers in the middle ("on=0"
+ends it).
 """
 
 import argparse
@@ -108,6 +110,7 @@ class Store:
         self.lock = threading.Lock()
         self.buckets = {}
         self.restore_delay = 2.0
+        self.broken = False  # lifecycle and acceleration answers cut in the middle
 
 
 class Object:
@@ -179,6 +182,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def control(self):
         if self.raw_path == "/_test/restore-delay" and self.method == "POST":
             self.server.store.restore_delay = float(self.params.get("seconds", "0"))
+            return self.reply(204)
+        if self.raw_path == "/_test/broken-answers" and self.method == "POST":
+            self.server.store.broken = self.params.get("on") == "1"
             return self.reply(204)
         if self.raw_path == "/_test/finish-restores" and self.method == "POST":
             now = time.time()
@@ -485,7 +491,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             if bucket["lifecycle"] is None:
                 raise S3Error(404, "NoSuchLifecycleConfiguration", "The lifecycle configuration does "
                               "not exist", BucketName=self.bucket)
-            return self.reply(200, bucket["lifecycle"])
+            body = bucket["lifecycle"]
+            return self.reply(200, body[: len(body) // 2] if self.server.store.broken else body)
         if self.method == "PUT":
             if "Content-MD5" not in self.headers and not any(
                     h.lower().startswith("x-amz-checksum-") for h in self.headers.keys()):
@@ -506,7 +513,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
     def accelerate(self, bucket):
         if self.method == "GET":
             status = [("Status", bucket["accelerate"])] if bucket["accelerate"] else []
-            return self.reply(200, xml_doc("AccelerateConfiguration", status))
+            body = xml_doc("AccelerateConfiguration", status)
+            return self.reply(200, body[: len(body) // 2] if self.server.store.broken else body)
         if self.method == "PUT":
             status = parse_xml(self.body).find("Status")
             if status is None or status.text not in ("Enabled", "Suspended"):
