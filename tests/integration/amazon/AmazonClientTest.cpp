@@ -20,13 +20,12 @@
 #include <gtest/gtest.h>
 
 using namespace Norvik::Cloud;
-using NorvikTest::AmazonServer;
 using Option = Api::ArchiveAmazonS3Option;
 namespace Keys = Config::AmazonS3;
 
 namespace {
 
-class AmazonClients : public ::testing::Test
+class AmazonClients : public NorvikTest::AmazonBucketTest
 {
 protected:
     static void SetUpTestSuite()
@@ -38,12 +37,9 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(s_installed) << "awscli could not be installed";
-        server = AmazonServer::start();
-        ASSERT_FALSE(server.caFile.isEmpty());
+        AmazonBucketTest::SetUp();
+        ASSERT_FALSE(HasFatalFailure());
         ASSERT_TRUE(scratch.isValid());
-        bucket = NorvikTest::uniqueAmazonBucket(QStringLiteral("clients"));
-        s3 = connect(NorvikTest::amazonConfig(server));
-        ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
 
         QFile config(scratch.filePath("aws-config"));
         ASSERT_TRUE(config.open(QIODevice::WriteOnly));
@@ -57,13 +53,6 @@ protected:
         environment.insert("AWS_CA_BUNDLE", server.caFile);
         environment.insert("AWS_EC2_METADATA_DISABLED", "true");
         environment.insert("AWS_PAGER", QString());
-    }
-
-    std::unique_ptr<Api::CloudAmazonS3> connect(const QMap<QString, QVariant>& config)
-    {
-        auto connection = std::make_unique<Api::CloudAmazonS3>();
-        EXPECT_TRUE(connection->setConfig(config));
-        return connection;
     }
 
     // "aws s3api" with arguments; stdout parsed as JSON when there is any.
@@ -80,21 +69,9 @@ protected:
         return QJsonDocument::fromJson(process.readAllStandardOutput()).object();
     }
 
-    QByteArray download(const QString& path)
-    {
-        QBuffer out;
-        out.open(QIODevice::ReadWrite);
-        QMap<QString, QVariant> metaData;
-        s3->download(bucket, path, out, metaData, QUuid());
-        return out.data();
-    }
-
     static bool s_installed;
-    AmazonServer server;
     QTemporaryDir scratch;
     QProcessEnvironment environment;
-    QString bucket;
-    std::unique_ptr<Api::CloudAmazonS3> s3;
 };
 
 bool AmazonClients::s_installed = false;

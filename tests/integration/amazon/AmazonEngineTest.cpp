@@ -17,29 +17,20 @@
 #include <gtest/gtest.h>
 
 using namespace Norvik::Cloud;
-using NorvikTest::AmazonServer;
 namespace Keys = Config::AmazonS3;
 
 namespace {
 
-class AmazonEngine : public ::testing::Test
+class AmazonEngine : public NorvikTest::AmazonBucketTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        s_server = AmazonServer::start();
-        OperationManager::instance();
-    }
+    static void SetUpTestSuite() { OperationManager::instance(); }
 
     void SetUp() override
     {
-        ASSERT_FALSE(s_server.caFile.isEmpty());
-        bucket = NorvikTest::uniqueAmazonBucket(QStringLiteral("engine"));
-        config = NorvikTest::amazonConfig(s_server);
+        AmazonBucketTest::SetUp();
+        config = NorvikTest::amazonConfig(server);
         config.insert(OperationConfig::ContainerName, bucket);
-        s3 = std::make_unique<Api::CloudAmazonS3>();
-        ASSERT_TRUE(s3->setConfig(config));
-        ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
     }
 
     static bool run(const QSharedPointer<IOperation>& operation)
@@ -52,13 +43,8 @@ protected:
         return ended;
     }
 
-    static AmazonServer s_server;
-    QString bucket;
     QMap<QString, QVariant> config;
-    std::unique_ptr<Api::CloudAmazonS3> s3;
 };
-
-AmazonServer AmazonEngine::s_server;
 
 } // namespace
 
@@ -67,7 +53,7 @@ AmazonServer AmazonEngine::s_server;
 // exactly its sequence of signals.
 TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
 {
-    s_server.setRestoreDelay(0.5);
+    server.setRestoreDelay(0.5);
     auto glacier = config;
     glacier.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::Glacier);
     Api::CloudAmazonS3 cold;
@@ -165,9 +151,9 @@ TEST_F(AmazonEngine, LifecyclePolicyOperations)
     EXPECT_EQ(load(), policy);
 
     // The policy is the caller's document: a cut answer comes back as it stands, not parsed.
-    s_server.breakAnswers(true);
+    server.breakAnswers(true);
     const QByteArray cut = load();
-    s_server.breakAnswers(false);
+    server.breakAnswers(false);
     EXPECT_TRUE(policy.startsWith(cut) && cut.size() < policy.size());
 
     const auto remove = amazon.deleteLifecyclePolicy(config);

@@ -16,50 +16,16 @@
 #include <gtest/gtest.h>
 
 using namespace Norvik::Cloud;
-using NorvikTest::AmazonServer;
 namespace Keys = Config::AmazonS3;
 using Option = Api::ArchiveAmazonS3Option;
 
-namespace {
-
-class AmazonS3 : public ::testing::Test
+class AmazonConnection : public NorvikTest::AmazonBucketTest
 {
-protected:
-    void SetUp() override
-    {
-        server = AmazonServer::start();
-        ASSERT_FALSE(server.caFile.isEmpty());
-        bucket = NorvikTest::uniqueAmazonBucket(QStringLiteral("amazon"));
-        s3 = connect(NorvikTest::amazonConfig(server));
-        ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
-    }
-
-    std::unique_ptr<Api::CloudAmazonS3> connect(const QMap<QString, QVariant>& config)
-    {
-        auto connection = std::make_unique<Api::CloudAmazonS3>();
-        EXPECT_TRUE(connection->setConfig(config));
-        return connection;
-    }
-
-    QByteArray download(Api::CloudAmazonS3& connection, const QString& path)
-    {
-        QBuffer out;
-        out.open(QIODevice::ReadWrite);
-        QMap<QString, QVariant> metaData;
-        connection.download(bucket, path, out, metaData, QUuid());
-        return out.data();
-    }
-
-    AmazonServer server;
-    QString bucket;
-    std::unique_ptr<Api::CloudAmazonS3> s3;
 };
-
-} // namespace
 
 // Single and multipart uploads carry class and encryption; the server refuses both on parts,
 // so a multipart upload that completes has sent them on the initiation only.
-TEST_F(AmazonS3, ClassAndEncryptionGoOnNewObjectsNotOnParts)
+TEST_F(AmazonConnection, ClassAndEncryptionGoOnNewObjectsNotOnParts)
 {
     auto config = NorvikTest::amazonConfig(server);
     config.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::Standard_IA);
@@ -79,13 +45,13 @@ TEST_F(AmazonS3, ClassAndEncryptionGoOnNewObjectsNotOnParts)
         EXPECT_EQ(headers.value("x-amz-storage-class"), "STANDARD_IA");
         EXPECT_EQ(headers.value("x-amz-server-side-encryption"), "AES256");
     }
-    EXPECT_EQ(download(*s3, "/multi.bin"), first + "tail");
+    EXPECT_EQ(download("/multi.bin"), first + "tail");
 }
 
 // An archived object is not readable until its restore has finished. Deep Archive has no
 // Expedited tier: the request goes out again as Standard. A restore that runs is reported as
 // such, and objects outside the archive classes are ready at once.
-TEST_F(AmazonS3, RestoreFromDeepArchive)
+TEST_F(AmazonConnection, RestoreFromDeepArchive)
 {
     server.setRestoreDelay(1.5);
     auto config = NorvikTest::amazonConfig(server);
@@ -95,14 +61,14 @@ TEST_F(AmazonS3, RestoreFromDeepArchive)
 
     EXPECT_TRUE(s3->checkReadyForDownload(bucket, "/warm.txt"));
     EXPECT_FALSE(s3->checkReadyForDownload(bucket, "/cold.txt"));
-    EXPECT_THROW(download(*s3, "/cold.txt"), Api::Exception::InvalidObjectState);
+    EXPECT_THROW(download("/cold.txt"), Api::Exception::InvalidObjectState);
 
     s3->prepareForDownload(bucket, "/cold.txt", Option(Option::Expedited, 2).toJson());
     EXPECT_FALSE(s3->checkReadyForDownload(bucket, "/cold.txt"));
     EXPECT_THROW(s3->prepareForDownload(bucket, "/cold.txt", Option(Option::Bulk, 2).toJson()),
                  Api::Exception::ArchiveRestoreAlreadyInProgress);
     EXPECT_TRUE(NorvikTest::waitFor([&] { return s3->checkReadyForDownload(bucket, "/cold.txt"); }, 10000));
-    EXPECT_EQ(download(*s3, "/cold.txt"), "cold data");
+    EXPECT_EQ(download("/cold.txt"), "cold data");
     EXPECT_TRUE(s3->header(bucket, "/cold.txt").value("x-amz-restore").contains("expiry-date="));
 
     // Bad input: a broken option, a missing object, an object that has nothing to restore.
@@ -117,7 +83,7 @@ TEST_F(AmazonS3, RestoreFromDeepArchive)
 // With version 4 a wish for acceleration stays only where the bucket has it, and then requests
 // go to the accelerate host (which the server refuses for other buckets). Version 2 asks
 // nothing and keeps the plain host.
-TEST_F(AmazonS3, AccelerationCheckedWithVersion4Only)
+TEST_F(AmazonConnection, AccelerationCheckedWithVersion4Only)
 {
     auto config = NorvikTest::amazonConfig(server);
     config.insert(Keys::UseAccelerate, true);
@@ -142,7 +108,7 @@ TEST_F(AmazonS3, AccelerationCheckedWithVersion4Only)
     EXPECT_TRUE(asked.value(Keys::UseAccelerate).toBool());
     auto fast = connect(asked);
     fast->upload(bucket, "/fast.txt", {}, QByteArray("fast"), QUuid());
-    EXPECT_EQ(download(*fast, "/fast.txt"), "fast");
+    EXPECT_EQ(download("/fast.txt", fast.get()), "fast");
 
     // A cut answer is refused, not read as "not enabled".
     server.breakAnswers(true);
@@ -155,11 +121,11 @@ TEST_F(AmazonS3, AccelerationCheckedWithVersion4Only)
     v2->checkConfig(bucket, v2config);
     EXPECT_TRUE(v2config.value(Keys::UseAccelerate).toBool());
     v2->upload(bucket, "/v2.txt", {}, QByteArray("v2"), QUuid());
-    EXPECT_EQ(download(*v2, "/v2.txt"), "v2");
+    EXPECT_EQ(download("/v2.txt", v2.get()), "v2");
 }
 
 // Buckets are made in the region asked for, which must be one of the service's.
-TEST_F(AmazonS3, CreateContainersInARegion)
+TEST_F(AmazonConnection, CreateContainersInARegion)
 {
     const QString other = NorvikTest::uniqueAmazonBucket(QStringLiteral("eu"));
     auto eu = connect(NorvikTest::amazonConfig(server, "V4", "eu-west-1"));

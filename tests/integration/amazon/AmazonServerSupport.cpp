@@ -5,7 +5,9 @@
 
 #include "TestSupport.h"
 
+#include <QBuffer>
 #include <QFile>
+#include <QJsonObject>
 #include <QProcess>
 #include <QUuid>
 
@@ -76,6 +78,33 @@ QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& 
 QString uniqueAmazonBucket(const QString& prefix)
 {
     return prefix + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
+}
+
+void AmazonBucketTest::SetUp()
+{
+    server = AmazonServer::start();
+    ASSERT_FALSE(server.caFile.isEmpty());
+    bucket = uniqueAmazonBucket(QStringLiteral("amazon"));
+    s3 = connect(amazonConfig(server));
+    ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
+}
+
+std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3>
+AmazonBucketTest::connect(const QMap<QString, QVariant>& config)
+{
+    auto connection = std::make_unique<Norvik::Cloud::Api::CloudAmazonS3>();
+    EXPECT_TRUE(connection->setConfig(config));
+    return connection;
+}
+
+QByteArray AmazonBucketTest::download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection)
+{
+    // Readable too, so that an error document written into it can be read back.
+    QBuffer out;
+    out.open(QIODevice::ReadWrite);
+    QMap<QString, QVariant> metaData;
+    (connection ? connection : s3.get())->download(bucket, path, out, metaData, QUuid());
+    return out.data();
 }
 
 } // namespace NorvikTest

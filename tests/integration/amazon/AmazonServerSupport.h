@@ -7,6 +7,8 @@
 #include <QUrl>
 #include <QVariant>
 
+#include <gtest/gtest.h>
+
 #include <memory>
 
 namespace NorvikTest {
@@ -37,5 +39,20 @@ QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& 
 
 // A bucket name of its own for each run.
 QString uniqueAmazonBucket(const QString& prefix);
+
+// Each test gets the server, a bucket of its own in "us-east-1" and a connection to it.
+class AmazonBucketTest : public ::testing::Test
+{
+protected:
+    void SetUp() override;
+
+    std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3> connect(const QMap<QString, QVariant>& config);
+    // The whole object, read through connection (s3 when null).
+    QByteArray download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection = nullptr);
+
+    AmazonServer server;
+    QString bucket;
+    std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3> s3;
+};
 
 } // namespace NorvikTest
