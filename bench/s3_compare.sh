@@ -26,7 +26,7 @@
 # the same machine, so its CPU use is not counted but competes for the same cores. Every step
 # starts after sync(), so that no step pays for the dirty pages of the one before. The clients
 # run with their default settings:
-#   norvik-cloud  multipart above 16 MiB, 8 MiB parts, engine defaults (threads, memory budget)
+#   norvik-cloud  multipart above 8 MiB, 8 MiB parts, engine defaults (threads, memory budget)
 #   rclone        copyto; multipart above 200 MiB, 5 MiB parts, 4 parts at once, MD5 of the
 #                 source read first; downloads of large objects in 4 ranged streams
 #   aws s3 cp     multipart above 8 MiB, 8 MiB parts, 10 requests at once

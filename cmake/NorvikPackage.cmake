@@ -28,3 +28,8 @@ install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/NorvikCloudConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/NorvikCloud)
+
+# The same for pkg-config: norvikcloud.pc, relocatable like the CMake package.
+file(RELATIVE_PATH PC_PREFIX_FROM_PCDIR "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/norvikcloud.pc.in ${CMAKE_CURRENT_BINARY_DIR}/norvikcloud.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/norvikcloud.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -7,13 +7,14 @@
 #include <engine/OperationConfig.h>
 #include <engine/OperationManager.h>
 #include <operations/CheckConfig.h>
-#include <operations/Download2Stream.h>
-#include <operations/DownloadBlob2Stream.h>
+#include <operations/DownloadAuto2Stream.h>
 #include <operations/ListContainers.h>
 #include <operations/Listing.h>
 #include <operations/MultipleDelete.h>
 #include <operations/SignUrl.h>
+#include <operations/UploadAuto.h>
 #include <operations/UploadMultipart.h>
+#include <streams/CloudWithBufferStream.h>
 
 #include <QDateTime>
 #include <QFile>
@@ -30,9 +31,10 @@ using namespace Norvik::Cloud;
 
 namespace {
 
-// Objects up to this size go in one request; larger ones in parts.
-constexpr qint64 SingleUploadLimit = 16 * 1024 * 1024;
+// Part size of uploads in parts, and the largest object that goes in one request.
 constexpr qint64 DefaultChunkSize = 8 * 1024 * 1024;
+// What cat fetches per request.
+constexpr int CatBufferSize = 8 * 1024 * 1024;
 
 QTextStream& out()
 {
@@ -51,9 +53,16 @@ int usage(const QString& text)
     return 2;
 }
 
+// Names as the user gives them, whatever the storage: some storages answer with a leading "/".
+QString displayName(const QString& name)
+{
+    return name.startsWith(QLatin1Char('/')) ? name.mid(1) : name;
+}
+
 QJsonObject objectRecord(const QString& cloudPath)
 {
-    return Api::ListingObject(cloudPath, QDateTime(), 0, QByteArray(), QByteArray(), cloudPath.endsWith(QLatin1Char('/')))
+    return Api::ListingObject(cloudPath, QDateTime(), 0, QByteArray(), QByteArray(),
+                              cloudPath.endsWith(QLatin1Char('/')))
         .json();
 }
 
@@ -78,45 +87,51 @@ Commands::Commands(const QMap<QString, QVariant>& config, ProgressBar& progress,
 {
 }
 
-bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, const QMap<QString, QVariant>& metadata,
-                          QString* error)
+bool Commands::uploadFile(const QString& localPath, const QString& cloudPath,
+                          const QMap<QString, QVariant>& metadata, QString* error)
 {
     QFile file(localPath);
     if (!file.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("cannot read %1: %2").arg(localPath, file.errorString());
         return false;
     }
-    const qint64 size = file.size();
-    const bool multipart = m_options.multipart || size > SingleUploadLimit;
-    m_progress.start(QFileInfo(localPath).fileName(), size);
+    m_progress.start(QFileInfo(localPath).fileName(), file.size());
 
+    QMap<QString, QVariant> config = m_config;
+    config.insert(OperationConfig::ChunkSize,
+                  m_options.chunkSize > 0 ? m_options.chunkSize : DefaultChunkSize);
+    QByteArray uploadInfo;
+    if (!m_options.stateFile.isEmpty()) {
+        QFile state(m_options.stateFile);
+        if (state.open(QIODevice::ReadOnly))
+            uploadInfo = state.readAll().trimmed();
+    }
+
+    // The storage, the file's length and the part size decide between one request and parts;
+    // an upload id kept from an interrupted run, or --multipart, asks for parts outright.
     OperationManager& manager = OperationManager::instance();
     QSharedPointer<IOperation> operation;
-    if (multipart) {
-        QMap<QString, QVariant> config = m_config;
-        config.insert(OperationConfig::ChunkSize, m_options.chunkSize > 0 ? m_options.chunkSize : DefaultChunkSize);
-        QByteArray uploadInfo;
-        if (!m_options.stateFile.isEmpty()) {
-            QFile state(m_options.stateFile);
-            if (state.open(QIODevice::ReadOnly))
-                uploadInfo = state.readAll().trimmed();
-        }
+    QSharedPointer<Operation::UploadMultipart> multipart;
+    if (m_options.multipart || !uploadInfo.isEmpty()) {
         operation = manager.uploadMultipart(config, cloudPath, metadata, &file, uploadInfo);
-        if (auto upload = qSharedPointerCast<Operation::UploadMultipart>(operation); upload && !m_options.stateFile.isEmpty()) {
-            // Keep the upload id as soon as the service gives it, so that an interrupted
-            // upload can be continued by running the same command again.
-            const QString stateFile = m_options.stateFile;
-            QObject::connect(upload.data(), &Operation::UploadMultipart::updateUploadInfo, &m_progress,
-                             [stateFile](const QByteArray& info) {
-                                 QSaveFile state(stateFile);
-                                 if (state.open(QIODevice::WriteOnly)) {
-                                     state.write(info + '\n');
-                                     state.commit();
-                                 }
-                             });
-        }
+        multipart = qSharedPointerCast<Operation::UploadMultipart>(operation);
     } else {
-        operation = manager.upload(m_config, cloudPath, metadata, &file);
+        operation = manager.uploadAuto(config, cloudPath, metadata, &file);
+        if (auto automatic = qSharedPointerCast<Operation::UploadAuto>(operation))
+            multipart = automatic->uploadMultipartOperation();
+    }
+    if (multipart && !m_options.stateFile.isEmpty()) {
+        // Keep the upload id as soon as the service gives it, so that an interrupted upload
+        // can be continued by running the same command again.
+        const QString stateFile = m_options.stateFile;
+        QObject::connect(multipart.data(), &Operation::UploadMultipart::updateUploadInfo, &m_progress,
+                         [stateFile](const QByteArray& info) {
+                             QSaveFile state(stateFile);
+                             if (state.open(QIODevice::WriteOnly)) {
+                                 state.write(info + '\n');
+                                 state.commit();
+                             }
+                         });
     }
     const OperationRunner::Outcome outcome = OperationRunner::run(operation);
     m_progress.finish();
@@ -124,13 +139,13 @@ bool Commands::uploadFile(const QString& localPath, const QString& cloudPath, co
         *error = QStringLiteral("upload of %1 failed: %2").arg(localPath, outcome.describe());
         return false;
     }
-    if (multipart && !m_options.stateFile.isEmpty())
+    if (!m_options.stateFile.isEmpty())
         QFile::remove(m_options.stateFile);
     return true;
 }
 
-bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, QMap<QString, QVariant>* metadata,
-                            QString* error)
+bool Commands::downloadFile(const QString& cloudPath, const QString& localPath,
+                            QMap<QString, QVariant>* metadata, QString* error)
 {
     // Written beside the target and renamed at the end: a failed download never leaves a
     // half-written file under the real name.
@@ -140,18 +155,22 @@ bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, 
         return false;
     }
     m_progress.start(QFileInfo(localPath).fileName(), 0);
-    QSharedPointer<IOperation> operation;
+    // A broken transfer is continued from where the file stands, by ranged requests.
+    bool useRange = false;
     quint64 first = 0;
-    quint64 last = 0;
+    quint64 count = 0;
     if (!m_options.range.isEmpty()) {
+        quint64 last = 0;
         if (!parseRange(m_options.range, &first, &last)) {
             *error = QStringLiteral("bad range \"%1\": expected FIRST-LAST, inclusive").arg(m_options.range);
             return false;
         }
-        operation = OperationManager::instance().downloadBlob2Stream(m_config, cloudPath, first, last - first, &file);
-    } else {
-        operation = OperationManager::instance().download2Stream(m_config, cloudPath, &file);
+        useRange = true;
+        count = last - first + 1;
     }
+    const QSharedPointer<IOperation> operation =
+        OperationManager::instance().DownloadAuto2Stream(m_config, cloudPath, &file, useRange, count, first);
+    const auto download = qSharedPointerCast<Operation::DownloadAuto2Stream>(operation);
     const OperationRunner::Outcome outcome = OperationRunner::run(operation);
     m_progress.finish();
     if (!outcome.ok) {
@@ -163,21 +182,18 @@ bool Commands::downloadFile(const QString& cloudPath, const QString& localPath, 
         *error = QStringLiteral("cannot write %1: %2").arg(localPath, file.errorString());
         return false;
     }
-    if (metadata) {
-        if (auto whole = qSharedPointerCast<Operation::Download2Stream>(operation))
-            *metadata = whole->metaData();
-        else if (auto ranged = qSharedPointerCast<Operation::DownloadBlob2Stream>(operation))
-            *metadata = ranged->metaData();
-    }
+    if (metadata && download)
+        *metadata = download->metaData();
     return true;
 }
 
-bool Commands::listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects, QString* error)
+bool Commands::listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects,
+                       QString* error)
 {
     QString marker = m_options.marker;
     do {
         auto operation = OperationManager::instance().listing(m_config, prefix, marker, delimiter,
-                                                               static_cast<quint16>(m_options.maxCount));
+                                                              static_cast<quint16>(m_options.maxCount));
         auto listing = qSharedPointerCast<Operation::Listing>(operation);
         const OperationRunner::Outcome outcome = OperationRunner::run(operation);
         if (!outcome.ok) {
@@ -223,7 +239,7 @@ int Commands::ls(const QStringList& args)
     QString marker = m_options.marker;
     for (;;) {
         auto operation = OperationManager::instance().listing(m_config, prefix, marker, m_options.delimiter,
-                                                               static_cast<quint16>(m_options.maxCount));
+                                                              static_cast<quint16>(m_options.maxCount));
         auto listing = qSharedPointerCast<Operation::Listing>(operation);
         const OperationRunner::Outcome outcome = OperationRunner::run(operation);
         if (!outcome.ok) {
@@ -232,9 +248,9 @@ int Commands::ls(const QStringList& args)
         }
         for (const QJsonValue& value : listing->data()) {
             const Api::ListingObject object(value.toObject());
-            out() << (object.isFolder() ? "d " : "- ") << QString::number(object.size()).rightJustified(14) << "  "
-                  << object.lastModified().toUTC().toString(Qt::ISODate).leftJustified(20) << "  " << object.name()
-                  << '\n';
+            out() << (object.isFolder() ? "d " : "- ") << QString::number(object.size()).rightJustified(14)
+                  << "  " << object.lastModified().toUTC().toString(Qt::ISODate).leftJustified(20) << "  "
+                  << displayName(object.name()) << '\n';
         }
         marker = listing->marker();
         if (marker.isEmpty() || !m_options.allPages)
@@ -243,6 +259,48 @@ int Commands::ls(const QStringList& args)
     if (!marker.isEmpty())
         out() << "next marker: " << marker << '\n';
     out().flush();
+    return 0;
+}
+
+int Commands::cat(const QStringList& args)
+{
+    if (args.size() != 1)
+        return usage(QStringLiteral("cat needs CLOUD-PATH"));
+    // A stream is given the object's length; the listing of its own name tells it.
+    QList<QVariantMap> objects;
+    QString error;
+    if (!listAll(args[0], QString(), &objects, &error)) {
+        printError(error);
+        return 1;
+    }
+    qint64 size = -1;
+    for (const QVariantMap& object : qAsConst(objects)) {
+        const Api::ListingObject record(QJsonObject::fromVariantMap(object));
+        if (displayName(record.name()) == displayName(args[0]) && !record.isFolder())
+            size = static_cast<qint64>(record.size());
+    }
+    if (size < 0) {
+        printError(QStringLiteral("no object %1").arg(args[0]));
+        return 1;
+    }
+    Stream::CloudWithBufferStream stream(m_config, args[0], size, QUuid(), CatBufferSize);
+    if (!stream.open(QIODevice::ReadOnly)) {
+        printError(QStringLiteral("cannot read %1").arg(args[0]));
+        return 1;
+    }
+    QFile output;
+    output.open(stdout, QIODevice::WriteOnly);
+    while (!stream.atEnd()) {
+        const QByteArray piece = stream.read(CatBufferSize);
+        if (piece.isEmpty()) {
+            printError(QStringLiteral("reading %1 failed: %2").arg(args[0], stream.errorString()));
+            return 1;
+        }
+        if (output.write(piece) != piece.size()) {
+            printError(QStringLiteral("writing to standard output failed: ") + output.errorString());
+            return 1;
+        }
+    }
     return 0;
 }
 
@@ -300,8 +358,8 @@ int Commands::sign(const QStringList& args)
 {
     if (args.size() != 1)
         return usage(QStringLiteral("sign needs CLOUD-PATH"));
-    auto operation = OperationManager::instance().signUrl(m_config, args[0], m_options.useSsl,
-                                                           QDateTime::currentDateTime().addSecs(m_options.expires));
+    auto operation = OperationManager::instance().signUrl(
+        m_config, args[0], m_options.useSsl, QDateTime::currentDateTime().addSecs(m_options.expires));
     auto signUrl = qSharedPointerCast<Operation::SignUrl>(operation);
     const OperationRunner::Outcome outcome = OperationRunner::run(operation);
     if (!outcome.ok) {
@@ -318,7 +376,8 @@ int Commands::containers(const QStringList& args)
     if (!args.isEmpty())
         return usage(QStringLiteral("containers takes no arguments"));
     if (!m_options.create.isEmpty()) {
-        QJsonObject params{{QStringLiteral("name"), m_options.create}, {QStringLiteral("Name"), m_options.create}};
+        QJsonObject params{{QStringLiteral("name"), m_options.create},
+                           {QStringLiteral("Name"), m_options.create}};
         if (!m_options.region.isEmpty()) {
             params.insert(QStringLiteral("region"), m_options.region);
             params.insert(QStringLiteral("Region"), m_options.region);
@@ -326,7 +385,8 @@ int Commands::containers(const QStringList& args)
         const OperationRunner::Outcome outcome =
             OperationRunner::run(OperationManager::instance().createContainer(m_config, params));
         if (!outcome.ok) {
-            printError(QStringLiteral("creating container %1 failed: %2").arg(m_options.create, outcome.describe()));
+            printError(
+                QStringLiteral("creating container %1 failed: %2").arg(m_options.create, outcome.describe()));
             return 1;
         }
         return 0;

@@ -15,9 +15,9 @@ class Commands
 public:
     struct Options
     {
-        QString range;      // get: "first-last", inclusive
-        QString marker;     // ls
-        QString delimiter;  // ls
+        QString range;       // get: "first-last", inclusive
+        QString marker;      // ls
+        QString delimiter;   // ls
         int maxCount = 1000; // ls: page size
         bool allPages = false;
         bool multipart = false; // put
@@ -34,6 +34,7 @@ public:
     int put(const QStringList& args);
     int get(const QStringList& args);
     int ls(const QStringList& args);
+    int cat(const QStringList& args);
     int rm(const QStringList& args);
     int multiRm(const QStringList& args);
     int mkdir(const QStringList& args);
@@ -41,15 +42,17 @@ public:
     int containers(const QStringList& args);
     int check(const QStringList& args);
 
-    // Uploads one local file; used by put and by backup. Multipart when asked, or when the
-    // file is larger than the single-upload threshold.
-    bool uploadFile(const QString& localPath, const QString& cloudPath, const QMap<QString, QVariant>& metadata,
-                    QString* error);
+    // Uploads one local file; used by put and by backup. In one request or in parts, as the
+    // storage and the file's length decide; in parts when asked, or when a kept upload id
+    // continues an interrupted upload.
+    bool uploadFile(const QString& localPath, const QString& cloudPath,
+                    const QMap<QString, QVariant>& metadata, QString* error);
     // Downloads one object into a local file; on success fills metadata.
     bool downloadFile(const QString& cloudPath, const QString& localPath, QMap<QString, QVariant>* metadata,
                       QString* error);
     // Lists every object under prefix, page by page.
-    bool listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects, QString* error);
+    bool listAll(const QString& prefix, const QString& delimiter, QList<QVariantMap>* objects,
+                 QString* error);
 
     const QMap<QString, QVariant>& config() const { return m_config; }
 

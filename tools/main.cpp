@@ -27,10 +27,12 @@ library's configuration keys, for example
    "SecretKey": "...", "Region": "us-east-1", "ContainerName": "bucket", "Signature": "V4"}
 
 Commands:
-  put LOCAL-FILE CLOUD-PATH    upload a file (in parts with --multipart or when large;
-                               --state FILE keeps the upload id so that an interrupted
-                               upload continues where it stopped when run again)
-  get CLOUD-PATH LOCAL-FILE    download an object (--range FIRST-LAST for a byte range)
+  put LOCAL-FILE CLOUD-PATH    upload a file (in parts when larger than --chunk-size or with
+                               --multipart; --state FILE keeps the upload id so that an
+                               interrupted upload continues where it stopped when run again)
+  get CLOUD-PATH LOCAL-FILE    download an object (--range FIRST-LAST for a byte range); a
+                               broken transfer is continued where it stopped
+  cat CLOUD-PATH               write an object to standard output
   ls [PREFIX]                  list one page (--all for every page; --marker, --delimiter,
                                --max)
   rm CLOUD-PATH                delete an object
@@ -55,51 +57,60 @@ int main(int argc, char** argv)
     QCommandLineParser parser;
     parser.setApplicationDescription(QString::fromUtf8(Description));
     parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("The command to run (see above)."));
+    parser.addPositionalArgument(QStringLiteral("command"),
+                                 QStringLiteral("The command to run (see above)."));
     parser.addPositionalArgument(QStringLiteral("arguments"), QStringLiteral("The command's arguments."),
                                  QStringLiteral("[arguments...]"));
-    const QCommandLineOption configOption(QStringLiteral("config"), QStringLiteral("JSON configuration of the storage."),
+    const QCommandLineOption configOption(QStringLiteral("config"),
+                                          QStringLiteral("JSON configuration of the storage."),
                                           QStringLiteral("FILE"));
-    const QCommandLineOption localOption(QStringLiteral("local"), QStringLiteral("Use a local folder as the storage."),
+    const QCommandLineOption localOption(QStringLiteral("local"),
+                                         QStringLiteral("Use a local folder as the storage."),
                                          QStringLiteral("ROOT"), QStringLiteral("norvik-storage"));
-    const QCommandLineOption containerOption(QStringLiteral("container"),
-                                             QStringLiteral("Container (bucket) name, overriding the configuration's."),
-                                             QStringLiteral("NAME"));
-    const QCommandLineOption rangeOption(QStringLiteral("range"), QStringLiteral("get: inclusive byte range."),
-                                         QStringLiteral("FIRST-LAST"));
-    const QCommandLineOption markerOption(QStringLiteral("marker"), QStringLiteral("ls: start after this marker."),
-                                          QStringLiteral("MARKER"));
-    const QCommandLineOption delimiterOption(QStringLiteral("delimiter"), QStringLiteral("ls: folder delimiter."),
-                                             QStringLiteral("TEXT"));
-    const QCommandLineOption maxOption(QStringLiteral("max"), QStringLiteral("ls: objects per page (1-65535)."),
-                                       QStringLiteral("N"), QStringLiteral("1000"));
+    const QCommandLineOption containerOption(
+        QStringLiteral("container"),
+        QStringLiteral("Container (bucket) name, overriding the configuration's."), QStringLiteral("NAME"));
+    const QCommandLineOption rangeOption(
+        QStringLiteral("range"), QStringLiteral("get: inclusive byte range."), QStringLiteral("FIRST-LAST"));
+    const QCommandLineOption markerOption(
+        QStringLiteral("marker"), QStringLiteral("ls: start after this marker."), QStringLiteral("MARKER"));
+    const QCommandLineOption delimiterOption(QStringLiteral("delimiter"),
+                                             QStringLiteral("ls: folder delimiter."), QStringLiteral("TEXT"));
+    const QCommandLineOption maxOption(QStringLiteral("max"),
+                                       QStringLiteral("ls: objects per page (1-65535)."), QStringLiteral("N"),
+                                       QStringLiteral("1000"));
     const QCommandLineOption allOption(QStringLiteral("all"), QStringLiteral("ls: every page."));
-    const QCommandLineOption multipartOption(QStringLiteral("multipart"), QStringLiteral("put: upload in parts."));
+    const QCommandLineOption multipartOption(QStringLiteral("multipart"),
+                                             QStringLiteral("put: upload in parts."));
     const QCommandLineOption chunkOption(QStringLiteral("chunk-size"), QStringLiteral("Part size in bytes."),
                                          QStringLiteral("BYTES"));
-    const QCommandLineOption stateOption(QStringLiteral("state"),
-                                         QStringLiteral("put: file that keeps the upload id of a multipart upload."),
-                                         QStringLiteral("FILE"));
-    const QCommandLineOption expiresOption(QStringLiteral("expires"), QStringLiteral("sign: validity in seconds."),
+    const QCommandLineOption stateOption(
+        QStringLiteral("state"), QStringLiteral("put: file that keeps the upload id of a multipart upload."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption expiresOption(QStringLiteral("expires"),
+                                           QStringLiteral("sign: validity in seconds."),
                                            QStringLiteral("SECONDS"), QStringLiteral("3600"));
     const QCommandLineOption sslOption(QStringLiteral("ssl"), QStringLiteral("sign: an https URL."));
-    const QCommandLineOption createOption(QStringLiteral("create"), QStringLiteral("containers: create this one."),
-                                          QStringLiteral("NAME"));
-    const QCommandLineOption regionOption(QStringLiteral("region"), QStringLiteral("containers: region of a new one."),
+    const QCommandLineOption createOption(
+        QStringLiteral("create"), QStringLiteral("containers: create this one."), QStringLiteral("NAME"));
+    const QCommandLineOption regionOption(QStringLiteral("region"),
+                                          QStringLiteral("containers: region of a new one."),
                                           QStringLiteral("REGION"));
     const QCommandLineOption threadsOption(QStringLiteral("threads"),
                                            QStringLiteral("Task and job threads of the engine (default 10)."),
                                            QStringLiteral("N"));
-    const QCommandLineOption memoryOption(QStringLiteral("memory"),
-                                          QStringLiteral("Memory budget for part buffers, in bytes (at least 100 MiB)."),
-                                          QStringLiteral("BYTES"));
-    const QCommandLineOption tempOption(QStringLiteral("temp"), QStringLiteral("Folder for temporary part files."),
-                                        QStringLiteral("DIR"));
+    const QCommandLineOption memoryOption(
+        QStringLiteral("memory"),
+        QStringLiteral("Memory budget for part buffers, in bytes (at least 100 MiB)."),
+        QStringLiteral("BYTES"));
+    const QCommandLineOption tempOption(
+        QStringLiteral("temp"), QStringLiteral("Folder for temporary part files."), QStringLiteral("DIR"));
     const QCommandLineOption verboseOption(QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
                                            QStringLiteral("Log the library's debug lines to stderr."));
     parser.addOptions({configOption, localOption, containerOption, rangeOption, markerOption, delimiterOption,
-                       maxOption, allOption, multipartOption, chunkOption, stateOption, expiresOption, sslOption,
-                       createOption, regionOption, threadsOption, memoryOption, tempOption, verboseOption});
+                       maxOption, allOption, multipartOption, chunkOption, stateOption, expiresOption,
+                       sslOption, createOption, regionOption, threadsOption, memoryOption, tempOption,
+                       verboseOption});
     parser.process(app);
 
     const QStringList positional = parser.positionalArguments();
@@ -107,7 +118,8 @@ int main(int argc, char** argv)
         QTextStream(stderr) << parser.helpText();
         return 2;
     }
-    NorvikDebug::setThreshold(parser.isSet(verboseOption) ? NorvikDebug::Level::Debug : NorvikDebug::Level::Error);
+    NorvikDebug::setThreshold(parser.isSet(verboseOption) ? NorvikDebug::Level::Debug
+                                                          : NorvikDebug::Level::Error);
 
     QMap<QString, QVariant> config;
     if (parser.isSet(configOption)) {
@@ -168,6 +180,8 @@ int main(int argc, char** argv)
         status = commands.get(args);
     else if (command == QLatin1String("ls"))
         status = commands.ls(args);
+    else if (command == QLatin1String("cat"))
+        status = commands.cat(args);
     else if (command == QLatin1String("rm"))
         status = commands.rm(args);
     else if (command == QLatin1String("multi-rm"))
@@ -185,8 +199,8 @@ int main(int argc, char** argv)
     else if (command == QLatin1String("restore") && args.size() == 2)
         status = backupRestore.restore(args[0], args[1]);
     else {
-        QTextStream(stderr) << "norvik-cloud: unknown command or wrong arguments: " << positional.join(QLatin1Char(' '))
-                            << "\nSee norvik-cloud --help." << Qt::endl;
+        QTextStream(stderr) << "norvik-cloud: unknown command or wrong arguments: "
+                            << positional.join(QLatin1Char(' ')) << "\nSee norvik-cloud --help." << Qt::endl;
         return 2;
     }
 

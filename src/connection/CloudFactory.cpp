@@ -7,6 +7,8 @@
 #include <NorvikCore/NorvikDebug.h>
 
 // Connection classes, one include each.
+#include "azure/CloudAzureBlob.h"
+#include "backblaze/CloudBackBlaze.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "s3/S3CompatibleServices.h"
 #include "storage/CloudFileSystem.h"
@@ -39,6 +41,7 @@ const QMap<Type, Maker>& makers()
 {
     static const QMap<Type, Maker> table = {
         {Type::FileSystem, &make<CloudFileSystem>},
+        {Type::AzureBlob, &make<CloudAzureBlob>},
         // Amazon S3 and the S3-compatible services.
         {Type::AmazonS3, &make<CloudAmazonS3>},
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},
@@ -65,6 +68,7 @@ const QMap<Type, Maker>& makers()
         {Type::NorvikUbWasabiStage, &make<CloudNorvikUbWasabiStage>},
         {Type::WasabiStage, &make<CloudWasabiStage>},
         {Type::NorvikUbAmazonS3, &make<CloudNorvikUbAmazonS3>},
+        {Type::BackBlaze, &make<CloudBackBlaze>},
     };
     return table;
 }

@@ -12,6 +12,8 @@
 #include <QPluginLoader>
 
 // Built-in private classes, one include each.
+#include "azure/CloudAzureBlobPrivate.h"
+#include "backblaze/CloudBackBlazePrivate.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/CloudAmazonS3Private.h"
 
@@ -50,6 +52,16 @@ CloudAmazonS3Private* CloudPrivateFactory::createAmazonS3(Type type)
 CloudAmazonS3LikePrivate* CloudPrivateFactory::createAmazonS3Like(Type type)
 {
     return create<CloudAmazonS3LikePrivate>(&ICloudPrivateFactoryPlugin::createAmazonS3Like, type);
+}
+
+CloudBackBlazePrivate* CloudPrivateFactory::createBackBlaze()
+{
+    return create<CloudBackBlazePrivate>(&ICloudPrivateFactoryPlugin::createBackBlaze);
+}
+
+CloudAzureBlobPrivate* CloudPrivateFactory::createAzureBlob()
+{
+    return create<CloudAzureBlobPrivate>(&ICloudPrivateFactoryPlugin::createAzureBlob);
 }
 
 bool CloudPrivateFactory::loadCustomCloudPlugin()

@@ -9,6 +9,8 @@ namespace Norvik::Cloud::Api {
 
 class CloudAmazonS3Private;
 class CloudAmazonS3LikePrivate;
+class CloudBackBlazePrivate;
+class CloudAzureBlobPrivate;
 class ICloudPrivateFactoryPlugin;
 
 // Makes the hidden implementation objects of the service connections. Normally these are the
@@ -31,6 +33,8 @@ public:
     // Throw Exception::InternalError when the plug-in is in force and cannot be loaded.
     CloudAmazonS3Private* createAmazonS3(Type type);
     CloudAmazonS3LikePrivate* createAmazonS3Like(Type type);
+    CloudBackBlazePrivate* createBackBlaze();
+    CloudAzureBlobPrivate* createAzureBlob();
 
     // Loads the plug-in once per process; true from then on. Every failure throws
     // Exception::InternalError and leaves the next call to try again.

@@ -12,12 +12,15 @@
 #include "operations/CreateContainer.h"
 #include "operations/DeleteOnce.h"
 #include "operations/Download2Stream.h"
+#include "operations/DownloadAuto2Stream.h"
 #include "operations/DownloadBlob.h"
 #include "operations/DownloadBlob2Stream.h"
 #include "operations/ListContainers.h"
 #include "operations/Listing.h"
 #include "operations/MultipleDelete.h"
 #include "operations/SignUrl.h"
+#include "operations/StreamTransformation.h"
+#include "operations/UploadAuto.h"
 #include "operations/UploadEmptyFolder.h"
 #include "operations/UploadMultipart.h"
 #include "operations/UploadOnce.h"
@@ -447,6 +450,48 @@ QSharedPointer<IOperation> OperationManager::downloadBlob2Stream(const QMap<QStr
         return {};
     }
     return adopt(new Operation::DownloadBlob2Stream(cloudConfig, cloudPath, position, size, device, nullptr));
+}
+
+QSharedPointer<IOperation> OperationManager::uploadAuto(const QMap<QString, QVariant>& cloudConfig,
+                                                        const QString& cloudPath,
+                                                        const QMap<QString, QVariant>& metadata,
+                                                        QIODevice* device)
+{
+    static const QString name = QStringLiteral("uploadAuto");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isReadable()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudPath", cloudPath);
+        return {};
+    }
+    return adopt(new Operation::UploadAuto(cloudConfig, cloudPath, metadata, device, nullptr));
+}
+
+QSharedPointer<IOperation> OperationManager::DownloadAuto2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                                                 const QString& cloudPath, QIODevice* device,
+                                                                 bool useRange, quint64 size,
+                                                                 quint64 position)
+{
+    static const QString name = QStringLiteral("DownloadAuto2Stream");
+    if (cloudConfig.isEmpty() || cloudPath.isEmpty() || !device || !device->isWritable()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("cloudPath", cloudPath);
+        return {};
+    }
+    return adopt(new Operation::DownloadAuto2Stream(cloudConfig, cloudPath, device, position, size, useRange,
+                                                    nullptr));
+}
+
+QSharedPointer<IOperation> OperationManager::streamTransformation(QIODevice* in, QIODevice* out, qint64 size)
+{
+    static const QString name = QStringLiteral("streamTransformation");
+    if (!in || !in->isReadable() || !out || !out->isWritable()) {
+        logInvalidInput(name, "input params is not valide");
+        return {};
+    }
+    return adopt(new Operation::StreamTransformation(
+        in, out, static_cast<unsigned long long>(qMax<qint64>(0, size)), nullptr));
 }
 
 QSharedPointer<IOperation> OperationManager::adopt(IOperation* operation)

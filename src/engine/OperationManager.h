@@ -132,6 +132,23 @@ public:
     QSharedPointer<IOperation> archiveFinalizeDownloaded(const QMap<QString, QVariant>& cloudConfig,
                                                          const QString& path);
 
+    // Automatic transfers. Each function checks its input, makes the operation, registers it
+    // and returns it unstarted (call exec()); on bad input it returns null and logs why.
+    //
+    // uploadAuto: one request or multipart, as the storage, the source's length and "ChunkSize"
+    // decide. Needs a readable device. It never continues an earlier multipart upload.
+    QSharedPointer<IOperation> uploadAuto(const QMap<QString, QVariant>& cloudConfig,
+                                          const QString& cloudPath, const QMap<QString, QVariant>& metadata,
+                                          QIODevice* device);
+    // From position, size bytes (0: to the object's end) into a writable device, continued by
+    // ranged requests from where the device stands after a broken or short transfer. With
+    // useRange the first request is ranged too.
+    QSharedPointer<IOperation> DownloadAuto2Stream(const QMap<QString, QVariant>& cloudConfig,
+                                                   const QString& cloudPath, QIODevice* device, bool useRange,
+                                                   quint64 size, quint64 position);
+    // Copies in (readable) into out (writable) on a task thread, size bytes per read.
+    QSharedPointer<IOperation> streamTransformation(QIODevice* in, QIODevice* out, qint64 size);
+
 private:
     OperationManager();
     ~OperationManager();

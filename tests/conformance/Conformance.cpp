@@ -6,6 +6,7 @@
 #include "connection/ListingObject.h"
 #include "engine/OperationConfig.h"
 #include "engine/OperationManager.h"
+#include "info/Config.h"
 #include "info/InfoBase.h"
 #include "info/InfoFactory.h"
 #include "operations/Download2Stream.h"
@@ -18,6 +19,7 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QJsonArray>
+#include <QUrl>
 #include <QUuid>
 
 #include <gmock/gmock.h>
@@ -127,7 +129,9 @@ int runRow(const Row& row)
         std::cerr << "the factory made no connection for row " << row.name.toStdString() << '\n';
         return 1;
     }
-    const Capabilities caps = capabilitiesOf(*connection, row);
+    Capabilities caps = capabilitiesOf(*connection, row);
+    ConfigMap probe = config;
+    caps.routable = !routeThrough(row, probe, 1).isEmpty();
     QString container;
     if (caps.containers) {
         container = uniqueName(QStringLiteral("conformance"));
@@ -141,6 +145,8 @@ int runRow(const Row& row)
             std::cerr << "the container could not be made: " << e.message().toStdString() << '\n';
             return 1;
         }
+        if (row.containerString)
+            container = row.containerString(*connection, container);
     }
     config.insert(Norvik::Cloud::OperationConfig::ContainerName, container);
     config.insert(Norvik::Cloud::OperationConfig::ChunkSize, caps.partSize);
@@ -175,6 +181,35 @@ bool addCase(const char* name, Applies applies, Make make)
 {
     cases().append({name, applies, make});
     return true;
+}
+
+QMap<QString, Route>& routes()
+{
+    static QMap<QString, Route> all;
+    return all;
+}
+
+bool addRoute(const QString& row, const Route& route)
+{
+    routes().insert(row, route);
+    return true;
+}
+
+QString routeThrough(const Row& row, ConfigMap& config, quint16 port)
+{
+    if (const Route route = routes().value(row.name))
+        return route(config, port);
+    const QString key = Norvik::Cloud::Api::Config::Http::Endpoint;
+    QUrl endpoint = config.value(key).toUrl();
+    if (!endpoint.isValid() || endpoint.host().isEmpty())
+        return QString();
+    const QString target = endpoint.host() + QLatin1Char(':') + QString::number(endpoint.port(80));
+    endpoint.setHost(QStringLiteral("127.0.0.1"));
+    endpoint.setPort(port);
+    config.insert(key, endpoint);
+    // A changed configuration is a new connection.
+    config.insert(Norvik::Cloud::Config::Id, QUuid::createUuid());
+    return target;
 }
 
 QString serverEndpoint(const QString& fixture)

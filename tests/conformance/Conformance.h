@@ -42,12 +42,14 @@ struct Capabilities
     quint64 partSize = 0;
     // The row gives a wrong-credentials variant and the server checks credentials.
     bool checksCredentials = false;
-    // A truncated listing with a delimiter can be continued from its marker.
-    bool pagesWithDelimiter = true;
+    // A truncated listing can be continued from its marker.
+    bool pagedListings = true;
     // A range of the first byte alone brings that byte.
     bool firstByteRange = true;
     // Keys of the metadata map that survive a round trip.
     QStringList keptMetadata;
+    // The storage is reached over TCP and its configuration can be pointed at a proxy.
+    bool routable = false;
 };
 
 // A capability that the server of a row lacks although the library supports it, and why.
@@ -71,10 +73,27 @@ struct Row
     int wrongCredentialsCode = 0;
     QStringList keptMetadata;
     QList<ServerLimit> limits;
+    // The code of a multipart upload with spoilt credentials, where it differs: when beginning
+    // sends no request, the refused part is the upload's only and last result, and the last
+    // result closes the operation without copying its code (deliberately, as UploadMultipart
+    // says). -1: wrongCredentialsCode.
+    int wrongCredentialsMultipartCode = -1;
+    // The container string of the container made under that name, for a connection whose
+    // container strings are not plain names; null: the name itself.
+    std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.
 bool addRow(const Row& row);
+
+// How a row's configuration is pointed at a TCP proxy on 127.0.0.1:port; returns the
+// "host:port" it stood for. Rows without one use the configuration's HTTP endpoint, if any.
+using Route = std::function<QString(ConfigMap& config, quint16 port)>;
+bool addRoute(const QString& row, const Route& route);
+
+// Points config at a TCP proxy on 127.0.0.1:port; returns the "host:port" that the proxy is to
+// forward to, or an empty text for a storage not reached over TCP.
+QString routeThrough(const Row& row, ConfigMap& config, quint16 port);
 
 // The endpoint that the CTest fixture of that name wrote; empty when it is missing.
 QString serverEndpoint(const QString& fixture);

@@ -66,8 +66,9 @@ const QString swiftSecret = QStringLiteral("testing");
         QStringLiteral("S3RVER"), QStringLiteral("V4"),
         {{&Conformance::Capabilities::checksCredentials, "s3rver does not verify version 4 signatures"},
          {&Conformance::Capabilities::continueUpload, "s3rver has no part listing, so no upload continues"},
-         {&Conformance::Capabilities::pagesWithDelimiter,
-          "s3rver names no next marker for a truncated listing with a delimiter"},
+         {&Conformance::Capabilities::pagedListings,
+          "s3rver lists \"dir/1\" before \"dir.txt\", so a page after a marker misses keys, and it "
+          "names no next marker for a truncated listing with a delimiter"},
          {&Conformance::Capabilities::firstByteRange,
           "s3rver answers \"bytes=0-0\" with the whole object"}}));
 

@@ -18,3 +18,12 @@ if(NOT last_output MATCHES "norvik-cloud [0-9]+\\.[0-9]+\\.[0-9]+ FileSystem")
     message(FATAL_ERROR "unexpected output of the consumer: ${last_output}")
 endif()
 message(STATUS "consumer: ${last_output}")
+
+# The same program built with what pkg-config says, as a Makefile-based application would.
+run(${CMAKE_COMMAND} -E env "PKG_CONFIG_PATH=${prefix}/lib/pkgconfig" pkg-config --cflags --libs norvikcloud)
+separate_arguments(flags UNIX_COMMAND "${last_output}")
+run(c++ "${SOURCE_DIR}/main.cpp" -o "${WORK_DIR}/consumer-pc" ${flags})
+run("${WORK_DIR}/consumer-pc")
+if(NOT last_output MATCHES "norvik-cloud [0-9]+\\.[0-9]+\\.[0-9]+ FileSystem")
+    message(FATAL_ERROR "unexpected output of the pkg-config consumer: ${last_output}")
+endif()

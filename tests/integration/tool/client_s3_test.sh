@@ -45,6 +45,9 @@ JSON
     url="$(nc sign /bk/d/small.txt --expires 300)"
     check "$signature: signed URL serves the object" bash -c "curl -sf '$url' | cmp - '$work/src-$signature/d/small.txt'"
     check "$signature: ls pages" test "$(nc ls bk/ --all --max 1 | grep -c '^[-d] ')" -ge 2
+    check "$signature: ls names as given, without a leading slash" \
+        test "$(nc ls /bk/d/ | awk '{print $NF}' | grep -c '^bk/d/')" -ge 1
+    check "$signature: cat" cmp <(nc cat /m/parts.bin) "$work/src-$signature/d/e/parts.bin"
     check "$signature: rm" nc rm /m/parts.bin
     out="$(nc get /m/parts.bin "$work/gone" 2>&1)"; rc=$?
     check "$signature: removed object fails with status 1" test $rc -eq 1

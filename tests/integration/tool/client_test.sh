@@ -40,6 +40,8 @@ check "multipart put" nc put "$work/src/a/b/c/mid.bin" /multi/mid.bin --multipar
 nc get /multi/mid.bin "$work/mid.back"
 check "multipart object is byte-identical" cmp "$work/mid.back" "$src/a/b/c/mid.bin"
 check "ls pages through everything" test "$(nc ls set1 --all --max 2 | grep -c '^[-d] ')" -eq 7
+check "cat writes the object" cmp <(nc cat /set1/large.bin) "$src/large.bin"
+check "ls names start without a slash" test "$(nc ls /set1/a/ | awk '{print $NF}' | grep -c '^set1/a/')" -ge 1
 
 # Errors: the library's code and message, and a non-zero exit.
 out="$(nc get /set1/missing "$work/missing" 2>&1)"; rc=$?

@@ -1,0 +1,235 @@
+// What is particular to Azure Blob, against azurite: the expiry of a shared-access URL, the
+// archive tier, a resumed block upload whose source changed, and interoperability with the
+// service's own client, Debian's azure-cli: what we upload in one piece or in blocks, with
+// metadata, az downloads byte for byte and shows the metadata of; what az uploads we list
+// and download.
+
+#include "azure/CloudAzureBlob.h"
+
+#include "connection/CloudFactory.h"
+#include "connection/CloudFileMetaData.h"
+#include "connection/Exception.h"
+#include "connection/ListingObject.h"
+#include "info/Config.h"
+
+#include "TestSupport.h"
+
+#include <QBuffer>
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Norvik::Cloud::Api::CloudAzureBlob;
+using Norvik::Cloud::Api::CloudFileMetaData;
+using Norvik::Cloud::Api::ListingObject;
+namespace Config = Norvik::Cloud::Config;
+namespace Exception = Norvik::Cloud::Api::Exception;
+
+constexpr int MiB = 1024 * 1024;
+const QString Key = QStringLiteral(
+    "Eby8vdM02xNOcqFlqUwJPLlmEtlCDXJ1OUzFT50uSRZ6IFsuFq2UVErCz4I6tq/K1SZFPTOtr/KBHBeksoGMGw==");
+
+// The path-style endpoint the fixture wrote: http://127.0.0.1:PORT/devstoreaccount1.
+QUrl endpoint()
+{
+    QFile file(qEnvironmentVariable("NORVIK_AZURITE_ENDPOINT_FILE"));
+    return file.open(QIODevice::ReadOnly) ? QUrl(QString::fromUtf8(file.readAll().trimmed())) : QUrl();
+}
+
+// The account goes in front of "blob.localhost", which libcurl resolves to the loopback.
+std::unique_ptr<CloudAzureBlob> connect(const QString& storageClass = QString())
+{
+    namespace Http = Norvik::Cloud::Api::Config::Http;
+    return std::unique_ptr<CloudAzureBlob>(
+        dynamic_cast<CloudAzureBlob*>(Norvik::Cloud::Api::CloudFactory::create(
+            {{Config::Type, QStringLiteral("AzureBlob")},
+             {Config::Id, QUuid::createUuid()},
+             {Config::AzureBlob::Username, QStringLiteral("devstoreaccount1")},
+             {Config::AzureBlob::Password, Key},
+             {Config::AzureBlob::StorageClass::Key, storageClass},
+             {Http::Endpoint, QStringLiteral("http://blob.localhost:%1").arg(endpoint().port())},
+             {Http::UseSsl, false}})));
+}
+
+QByteArray downloadAll(CloudAzureBlob& azure, const QString& container, const QString& path,
+                       QMap<QString, QVariant>* metaData = nullptr)
+{
+    QByteArray data;
+    QBuffer buffer(&data);
+    buffer.open(QIODevice::WriteOnly);
+    QMap<QString, QVariant> received;
+    azure.download(container, path, buffer, received, QUuid());
+    if (metaData)
+        *metaData = received;
+    return data;
+}
+
+class Azurite : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(endpoint().isEmpty()) << "the azurite fixture did not start";
+        azure = connect();
+        ASSERT_TRUE(azure);
+        container = QStringLiteral("family-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
+        ASSERT_TRUE(azure->createContainers(QJsonObject{{QStringLiteral("name"), container}}));
+    }
+
+    std::unique_ptr<CloudAzureBlob> azure;
+    QString container;
+};
+
+TEST_F(Azurite, SignedUrlWorksUntilItExpires)
+{
+    const QString path = QStringLiteral("/shared/report.txt");
+    azure->upload(container, path, {}, QByteArray("shared for a moment"), QUuid());
+    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3);
+    const QString url = azure->signUrl(container, path, false, expires);
+    const auto status = [&url] {
+        QProcess curl;
+        curl.start(QStringLiteral("curl"), {"-s", "-o", "/dev/null", "-w", "%{http_code}", url});
+        curl.waitForFinished(30000);
+        return curl.readAllStandardOutput();
+    };
+    EXPECT_EQ(status(), "200");
+    // The service reads the expiry to the second.
+    while (QDateTime::currentDateTimeUtc() <= expires.addSecs(1))
+        QThread::msleep(200);
+    EXPECT_EQ(status(), "403");
+}
+
+TEST_F(Azurite, ArchivedBlobIsReadableOnlyBetweenRestoreAndFinish)
+{
+    auto archive = connect(QStringLiteral("Archive"));
+    const QString path = QStringLiteral("/cold/archive.bin");
+    const QByteArray data = NorvikTest::randomBytes(4096, 3);
+    archive->upload(container, path, {}, data, QUuid());
+    EXPECT_FALSE(archive->checkReadyForDownload(container, path));
+    EXPECT_THROW(downloadAll(*archive, container, path), Exception::InvalidObjectState);
+
+    archive->prepareForDownload(container, path, {});
+    ASSERT_TRUE(archive->checkReadyForDownload(container, path));
+    EXPECT_EQ(downloadAll(*archive, container, path), data);
+    archive->finalizeDownloaded(container, path);
+    EXPECT_FALSE(archive->checkReadyForDownload(container, path));
+}
+
+// A block keeps its place in a resumed upload only while the source still holds its data.
+TEST_F(Azurite, ResumedUploadKeepsOnlyBlocksWhoseDataAreUnchanged)
+{
+    const QString path = QStringLiteral("/resumed.bin");
+    const QByteArray first = NorvikTest::randomBytes(1000, 1), second = NorvikTest::randomBytes(1000, 2);
+    const QByteArray id = azure->beginMultipartUpload(container, path, {});
+    azure->uploadMultipart(container, path, id, 1, first, QUuid());
+    azure->uploadMultipart(container, path, id, 2, second, QUuid());
+
+    quint64 unused = 0;
+    const QJsonArray parts = azure->listPartsMultipart(container, path, id, unused);
+    ASSERT_EQ(parts.size(), 2);
+    EXPECT_TRUE(azure->checkUploadPart(1, parts, first).first);
+    EXPECT_FALSE(azure->checkUploadPart(2, parts, NorvikTest::randomBytes(1000, 9)).first);
+    EXPECT_EQ(azure->checkUploadPart(2, parts, second).second,
+              azure->uploadMultipart(container, path, id, 2, second, QUuid()));
+}
+
+class AzInterop : public Azurite
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        // The installer runs first, so that the test works on a fresh machine and fails when
+        // the client cannot be had.
+        QProcess installer;
+        installer.setProcessChannelMode(QProcess::ForwardedChannels);
+        installer.start(QStringLiteral("bash"), {qEnvironmentVariable("NORVIK_AZURE_CLIENT_INSTALLER")});
+        installed = installer.waitForFinished(900000) && installer.exitCode() == 0;
+    }
+
+    // Runs "az storage blob ..." on the container; its standard output.
+    QByteArray az(QStringList arguments)
+    {
+        const QString connection =
+            QStringLiteral("AccountName=devstoreaccount1;AccountKey=%1;BlobEndpoint=%2;")
+                .arg(Key, endpoint().toString());
+        arguments = QStringList{"storage", "blob"} + arguments +
+                    QStringList{"-c", container, "--connection-string", connection, "-o", "json"};
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("AZURE_CONFIG_DIR"), scratch.filePath(QStringLiteral("az")));
+        environment.insert(QStringLiteral("AZURE_CORE_COLLECT_TELEMETRY"), QStringLiteral("no"));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral("/usr/bin/az"), arguments);
+        EXPECT_TRUE(installed && process.waitForFinished(180000) && process.exitCode() == 0)
+            << arguments.join(' ').toStdString() << ": " << process.readAllStandardError().toStdString();
+        return process.readAllStandardOutput();
+    }
+
+    QByteArray azDownload(const QString& name)
+    {
+        QFile file(scratch.filePath(name.section('/', -1)));
+        az({"download", "-n", name, "-f", file.fileName()});
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    static inline bool installed = false;
+    QTemporaryDir scratch;
+};
+
+TEST_F(AzInterop, AzReadsWhatWeUploadWithItsMetadata)
+{
+    const QMap<QString, QVariant> metaData = {{CloudFileMetaData::RealSize, QStringLiteral("777")},
+                                              {CloudFileMetaData::FilePermissions, QStringLiteral("0640")}};
+    const QByteArray single = NorvikTest::randomBytes(100000, 5),
+                     blocks = NorvikTest::randomBytes(2 * MiB + 7, 6);
+    azure->upload(container, QStringLiteral("/ours/single.bin"), metaData, single, QUuid());
+    const QString path = QStringLiteral("/ours/blocks.bin");
+    const QByteArray id = azure->beginMultipartUpload(container, path, metaData);
+    QList<QPair<quint64, QByteArray>> parts;
+    for (int part = 1; part <= 3; ++part)
+        parts.append({quint64(part), azure->uploadMultipart(container, path, id, quint64(part),
+                                                            blocks.mid((part - 1) * MiB, MiB), QUuid())});
+    azure->endMultipartUpload(container, path, id, parts);
+
+    EXPECT_EQ(azDownload(QStringLiteral("ours/single.bin")), single);
+    EXPECT_EQ(azDownload(QStringLiteral("ours/blocks.bin")), blocks);
+    for (const QString name : {"ours/single.bin", "ours/blocks.bin"}) {
+        const QJsonObject shown = QJsonDocument::fromJson(az({"metadata", "show", "-n", name})).object();
+        EXPECT_EQ(shown.value(QStringLiteral("nkrealsize")).toString(), QStringLiteral("777"))
+            << name.toStdString();
+        EXPECT_EQ(shown.value(QStringLiteral("nkunixpermissons")).toString(), QStringLiteral("0640"));
+    }
+}
+
+TEST_F(AzInterop, WeListAndDownloadWhatAzUploads)
+{
+    const QByteArray data = NorvikTest::randomBytes(3 * MiB + 11, 7);
+    QFile file(scratch.filePath(QStringLiteral("theirs.bin")));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
+    file.close();
+    az({"upload", "-n", "theirs/data.bin", "-f", file.fileName(), "--metadata", "origin=az"});
+
+    QString marker;
+    const QJsonArray page =
+        azure->listing(container, QStringLiteral("/theirs/"), marker, QString(), 100).array();
+    ASSERT_EQ(page.size(), 1);
+    EXPECT_EQ(ListingObject(page.at(0).toObject()).name(), QStringLiteral("theirs/data.bin"));
+    EXPECT_EQ(ListingObject(page.at(0).toObject()).size(), quint64(data.size()));
+    QMap<QString, QVariant> metaData;
+    EXPECT_EQ(downloadAll(*azure, container, QStringLiteral("/theirs/data.bin"), &metaData), data);
+    EXPECT_EQ(metaData.value(QStringLiteral("x-ms-meta-origin")).toString(), QStringLiteral("az"));
+}
+
+} // namespace
