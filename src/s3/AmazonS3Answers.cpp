@@ -15,7 +15,13 @@ std::optional<bool> accelerationEnabled(const QByteArray& body)
         root = root.firstChildElement(QStringLiteral("AccelerateConfiguration"));
     if (root.firstChildElement().isNull())
         return false;
-    return root.firstChildElement(QStringLiteral("Status")).text() == QLatin1String("Enabled");
+    // Only a status of plain text counts: one with markup inside is no answer of the service,
+    // and acceleration that is wrongly on sends every request to a host that refuses them.
+    const QDomElement status = root.firstChildElement(QStringLiteral("Status"));
+    const QDomNodeList children = status.childNodes();
+    if (children.size() != 1 || !children.at(0).isCharacterData())
+        return false;
+    return status.text() == QLatin1String("Enabled");
 }
 
 bool restoreFinished(const QByteArray& restoreHeader)

@@ -8,8 +8,8 @@
 // be tried on any input.
 namespace Norvik::Cloud::Api::AmazonS3Answers {
 
-// Whether an "AccelerateConfiguration" answer says "Enabled". Without a "Status" (acceleration
-// never set) false; a body that is not XML gives no answer.
+// Whether an "AccelerateConfiguration" answer says "Enabled" in a "Status" of plain text.
+// Without a "Status" (acceleration never set) false; a body that is not XML gives no answer.
 std::optional<bool> accelerationEnabled(const QByteArray& body);
 
 // Whether an "x-amz-restore" header tells of a finished restore.
