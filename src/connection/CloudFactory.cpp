@@ -12,6 +12,7 @@
 #include "google/CloudGoogleStorage.h"
 #include "s3/CloudAmazonS3Like.h"
 #include "openstack/CloudOpenStack.h"
+#include "s3/S3CompatibleServices.h"
 #include "storage/CloudFileSystem.h"
 #include "storage/StorageSftp.h"
 
@@ -52,26 +53,32 @@ const QMap<Type, Maker>& makers()
         {Type::HPCloud, &make<CloudHPCloud>},
         {Type::HPHelion, &make<CloudHPCloud>},
         {Type::GoogleStorage, &make<CloudGoogleStorage>},
-        // S3-compatible services that differ only in their descriptor: the plain S3
-        // connection, told its type so that it finds that descriptor.
+        // Amazon S3 and the S3-compatible services.
+        {Type::AmazonS3, &make<CloudAmazonS3>},
         {Type::AmazonS3Like, &makeOfType<CloudAmazonS3Like>},
-        {Type::Scality, &makeOfType<CloudAmazonS3Like>},
-        {Type::DreamObjects, &makeOfType<CloudAmazonS3Like>},
-        {Type::Cloudian, &makeOfType<CloudAmazonS3Like>},
-        {Type::ThinkOn, &makeOfType<CloudAmazonS3Like>},
-        {Type::Aruba, &makeOfType<CloudAmazonS3Like>},
-        {Type::Tiscali, &makeOfType<CloudAmazonS3Like>},
-        {Type::Seeweb, &makeOfType<CloudAmazonS3Like>},
-        {Type::CenturyLink, &makeOfType<CloudAmazonS3Like>},
-        // Minio's descriptor asks for version 4; path style is the default of the protocol.
-        {Type::Minio, &makeOfType<CloudAmazonS3Like>},
-        {Type::Dunkel, &makeOfType<CloudAmazonS3Like>},
-        {Type::Connectria, &makeOfType<CloudAmazonS3Like>},
-        {Type::HostEurope, &makeOfType<CloudAmazonS3Like>},
-        {Type::GreenQloud, &makeOfType<CloudAmazonS3Like>},
-        {Type::Constant, &makeOfType<CloudAmazonS3Like>},
-        {Type::Webzilla, &makeOfType<CloudAmazonS3Like>},
-        {Type::Verizon, &makeOfType<CloudAmazonS3Like>},
+        {Type::Scality, &make<CloudScality>},
+        {Type::DreamObjects, &make<CloudDreamObjects>},
+        {Type::Cloudian, &make<CloudCloudian>},
+        {Type::ThinkOn, &make<CloudThinkOn>},
+        {Type::Aruba, &make<CloudAruba>},
+        {Type::Tiscali, &make<CloudTiscali>},
+        {Type::Seeweb, &make<CloudSeeweb>},
+        {Type::CenturyLink, &make<CloudCenturyLink>},
+        {Type::AmazonS3Chinese, &make<CloudAmazonS3Chinese>},
+        {Type::Minio, &make<CloudMinio>},
+        {Type::Dunkel, &make<CloudDunkel>},
+        {Type::Connectria, &make<CloudConnectria>},
+        {Type::HostEurope, &make<CloudHostEurope>},
+        {Type::GreenQloud, &make<CloudGreenQloud>},
+        {Type::Constant, &make<CloudConstant>},
+        {Type::Webzilla, &make<CloudWebzilla>},
+        {Type::Verizon, &make<CloudVerizon>},
+        {Type::Wasabi, &make<CloudWasabi>},
+        {Type::AlibabaCloud, &make<CloudAlibaba>},
+        {Type::NorvikUbWasabi, &make<CloudNorvikUbWasabi>},
+        {Type::NorvikUbWasabiStage, &make<CloudNorvikUbWasabiStage>},
+        {Type::WasabiStage, &make<CloudWasabiStage>},
+        {Type::NorvikUbAmazonS3, &make<CloudNorvikUbAmazonS3>},
         {Type::BackBlaze, &make<CloudBackBlaze>},
         {Type::Sftp, &makeOfType<StorageSftp>},
     };

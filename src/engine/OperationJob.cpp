@@ -21,6 +21,12 @@
 #include <QVariantMap>
 
 // Headers that declare the job functions, one line each.
+#include "operations/AmazonDeleteLifecyclePolicy.h"
+#include "operations/AmazonLoadLifecyclePolicy.h"
+#include "operations/AmazonSaveLifecyclePolicy.h"
+#include "operations/ArchiveCheckReadyForDownload.h"
+#include "operations/ArchiveFinalizeDownloaded.h"
+#include "operations/ArchivePrepareForDownload.h"
 #include "operations/CheckConfig.h"
 #include "operations/CreateContainer.h"
 #include "operations/DeleteOnce.h"
@@ -69,7 +75,13 @@ QMap<QString, OperationJob::Function>& jobFunctionTable()
         {JobFormat::Listing::Type, &listing},
         {JobFormat::DeleteOnce::Type, &deleteOnce},
         {JobFormat::MultipleDelete::Type, &multipleDelete},
+        {JobFormat::Archive::PrepareForDownload::Type, &ArchivePrepareForDownload},
+        {JobFormat::Archive::CheckReadyForDownload::Type, &ArchiveCheckReadyForDownload},
+        {JobFormat::Archive::FinalizeDownloaded::Type, &ArchiveFinalizeDownloaded},
         {JobFormat::CreateContainer::Type, &createContainer},
+        {JobFormat::Amazon::LifecyclePolicy::Load::Type, &Amazon::loadLifecyclePolicy},
+        {JobFormat::Amazon::LifecyclePolicy::Save::Type, &Amazon::saveLifecyclePolicy},
+        {JobFormat::Amazon::LifecyclePolicy::Delete::Type, &Amazon::deleteLifecyclePolicy},
         {JobFormat::SignUrl::Type, &signUrl},
         // --- job function rows end ---
     };

@@ -5,6 +5,9 @@
 #include "engine/OperationJob.h"
 #include "engine/OperationTask.h"
 #include "engine/nn.hpp"
+#include "operations/ArchiveCheckReadyForDownload.h"
+#include "operations/ArchiveFinalizeDownloaded.h"
+#include "operations/ArchivePrepareForDownload.h"
 #include "operations/CheckConfig.h"
 #include "operations/CreateContainer.h"
 #include "operations/DeleteOnce.h"
@@ -509,6 +512,49 @@ QSharedPointer<IOperation> OperationManager::adopt(IOperation* operation)
     });
     registerOperation(shared);
     return shared;
+}
+
+// --- Archive restore ------------------------------------------------------------------------
+
+QSharedPointer<IOperation>
+OperationManager::archivePrepareForDownload(const QMap<QString, QVariant>& cloudConfig, const QString& path,
+                                            const QJsonObject& options)
+{
+    static const QString name = QStringLiteral("archivePrepareForDownload");
+    if (cloudConfig.isEmpty() || path.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("path", path);
+        return {};
+    }
+    return adopt(new Operation::Archive::PrepareForDownload(cloudConfig, path, options, nullptr));
+}
+
+QSharedPointer<IOperation>
+OperationManager::archiveCheckReadyForDownload(const QMap<QString, QVariant>& cloudConfig,
+                                               const QString& path)
+{
+    static const QString name = QStringLiteral("archiveCheckReadyForDownload");
+    if (cloudConfig.isEmpty() || path.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("path", path);
+        return {};
+    }
+    return adopt(new Operation::Archive::CheckReadyForDownload(cloudConfig, path, nullptr));
+}
+
+QSharedPointer<IOperation>
+OperationManager::archiveFinalizeDownloaded(const QMap<QString, QVariant>& cloudConfig, const QString& path)
+{
+    static const QString name = QStringLiteral("archiveFinalizeDownloaded");
+    if (cloudConfig.isEmpty() || path.isEmpty()) {
+        logInvalidInput(name);
+        logInput("cloudConfig", cloudConfig);
+        logInput("path", path);
+        return {};
+    }
+    return adopt(new Operation::Archive::FinalizeDownloaded(cloudConfig, path, nullptr));
 }
 
 } // namespace Norvik::Cloud

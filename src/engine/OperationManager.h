@@ -123,6 +123,15 @@ public:
                                                    const QString& cloudPath, quint64 position, quint64 size,
                                                    QIODevice* device);
 
+    // Archive restore: start one, ask whether an object is ready, and say that the application
+    // has read it. ArchiveQueryManager drives the first two for many paths.
+    QSharedPointer<IOperation> archivePrepareForDownload(const QMap<QString, QVariant>& cloudConfig,
+                                                         const QString& path, const QJsonObject& options);
+    QSharedPointer<IOperation> archiveCheckReadyForDownload(const QMap<QString, QVariant>& cloudConfig,
+                                                            const QString& path);
+    QSharedPointer<IOperation> archiveFinalizeDownloaded(const QMap<QString, QVariant>& cloudConfig,
+                                                         const QString& path);
+
     // Automatic transfers. Each function checks its input, makes the operation, registers it
     // and returns it unstarted (call exec()); on bad input it returns null and logs why.
     //

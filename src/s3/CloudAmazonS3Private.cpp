@@ -4,7 +4,11 @@
 
 #include <NorvikCore/Hash.h>
 
+#include "info/Config.h"
+
 #include <QLocale>
+
+#include <iterator>
 
 namespace Norvik::Cloud::Api {
 
@@ -91,6 +95,65 @@ Info::RegionMap CloudAmazonS3Private::regions()
     // Amazon's own list, whatever partition the descriptor is for: the China partition's
     // host already names its region, which must not come twice.
     return Info::AmazonS3().regions(false);
+}
+
+} // namespace Norvik::Cloud::Api
+
+namespace Norvik::Cloud::Api {
+
+namespace {
+
+// Configuration value and header value of each storage class, by enum value. The standard
+// class sends no header.
+struct StorageClassName
+{
+    const char* config;
+    const char* header;
+};
+
+constexpr StorageClassName StorageClassNames[] = {
+    {"Standard", nullptr},
+    {"Standard-IA", "STANDARD_IA"},
+    {"RRS", "REDUCED_REDUNDANCY"},
+    {"OneZoneIa", "ONEZONE_IA"},
+    {"Glacier", "GLACIER"},
+    {"IntelligentTiering", "INTELLIGENT_TIERING"},
+    {"GlacierDeepArchive", "DEEP_ARCHIVE"},
+    {"Glacier-IR", "GLACIER_IR"},
+};
+
+} // namespace
+
+bool CloudAmazonS3Private::setConfig(const QMap<QString, QVariant>& config)
+{
+    namespace Keys = ::Norvik::Cloud::Config::AmazonS3;
+    // Switches that the configuration does not name keep their value.
+    if (config.contains(Keys::UseAccelerate))
+        m_useAccelerate = config.value(Keys::UseAccelerate).toBool();
+    if (config.contains(Keys::UseSSE))
+        m_useSSE = config.value(Keys::UseSSE).toBool();
+    if (!config.contains(Keys::StorageClass::Key)) {
+        m_storageClass = 0;
+    } else {
+        // An unknown class keeps the one before: an object is never written in a class that
+        // nobody asked for.
+        const QString value = config.value(Keys::StorageClass::Key).toString();
+        for (int i = 0; i < int(std::size(StorageClassNames)); ++i) {
+            if (value == QLatin1String(StorageClassNames[i].config))
+                m_storageClass = i;
+        }
+    }
+    return CloudAmazonS3LikePrivate::setConfig(config);
+}
+
+CloudAmazonS3Private::HeaderMap CloudAmazonS3Private::header(const QMap<QString, QVariant>& metaData) const
+{
+    HeaderMap headers = CloudAmazonS3LikePrivate::header(metaData);
+    if (m_storageClass > 0 && m_storageClass < int(std::size(StorageClassNames)))
+        headers.insert("x-amz-storage-class", StorageClassNames[m_storageClass].header);
+    if (m_useSSE)
+        headers.insert("x-amz-server-side-encryption", "AES256");
+    return headers;
 }
 
 } // namespace Norvik::Cloud::Api

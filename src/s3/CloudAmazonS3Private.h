@@ -32,8 +32,22 @@ public:
     bool useAccelerate() const { return m_useAccelerate; }
     void setUseAccelerate(bool useAccelerate) { m_useAccelerate = useAccelerate; }
 
+    // Storage class, encryption and acceleration; then the keys of every S3 service.
+    bool setConfig(const QMap<QString, QVariant>& config) override;
+    // The base's headers and, for new objects, "x-amz-storage-class" unless the class is the
+    // standard one, and "x-amz-server-side-encryption" when asked for.
+    HeaderMap header(const QMap<QString, QVariant>& metaData) const override;
+
+    bool useSSE() const { return m_useSSE; }
+    void setUseSSE(bool useSSE) { m_useSSE = useSSE; }
+    // The enum values of CloudAmazonS3::StorageClass.
+    int storageClass() const { return m_storageClass; }
+    void setStorageClass(int storageClass) { m_storageClass = storageClass; }
+
 private:
     bool m_useAccelerate = false;
+    bool m_useSSE = false;
+    int m_storageClass = 0;
 };
 
 } // namespace Norvik::Cloud::Api

@@ -20,11 +20,32 @@ public:
     double retryWaitFactor() const override { return 0.001; }
 };
 
+class LocalServerNamesConfig : public FastRetryConfig
+{
+public:
+    LocalServerNamesConfig(const QString& caFile, int port)
+        : m_caFile(caFile)
+        , m_connectTo(QStringLiteral("::127.0.0.1:%1").arg(port))
+    {
+    }
+    QString caCertificatesPath() const override { return m_caFile; }
+    QStringList connectTo() const override { return {m_connectTo}; }
+
+private:
+    const QString m_caFile;
+    const QString m_connectTo;
+};
+
 } // namespace
 
 void installFastRetries()
 {
     Norvik::Core::GlobalConfig::install(new FastRetryConfig);
+}
+
+void installLocalServerNames(const QString& caFile, int port)
+{
+    Norvik::Core::GlobalConfig::install(new LocalServerNamesConfig(caFile, port));
 }
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs)

@@ -11,6 +11,9 @@ namespace NorvikTest {
 // Installs a global configuration whose retry waits are a thousandth of the real ones, so
 // that a suite exercising retries never sleeps for long. Everything else keeps its default.
 void installFastRetries();
+// The same, for a TLS test server that serves a service's own host names: trusts the CA in
+// caFile and connects every host name to 127.0.0.1:port.
+void installLocalServerNames(const QString& caFile, int port);
 
 // Runs the Qt event loop of the calling thread until condition() is true or timeoutMs have
 // passed. Returns the last value of condition().

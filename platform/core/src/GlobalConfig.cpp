@@ -67,6 +67,8 @@ QString GlobalConfig::proxy() const { return QString(); }
 QString GlobalConfig::proxyUser() const { return QString(); }
 QString GlobalConfig::proxyPassword() const { return QString(); }
 
+QStringList GlobalConfig::connectTo() const { return QStringList(); }
+
 bool GlobalConfig::useCustomCloudPlugin() const { return false; }
 QString GlobalConfig::cloudPluginFolder() const { return QString(); }
 QString GlobalConfig::cloudPluginBaseName() const { return QString(); }

@@ -11,6 +11,9 @@
 #include <curlpp/Easy.hpp>
 #include <curlpp/Options.hpp>
 
+#include <list>
+#include <string>
+
 #include <algorithm>
 #include <functional>
 
@@ -177,6 +180,14 @@ void ClientCurl::applyCommonOptions(curlpp::Easy& request, const QUuid& id, bool
             curlpp::OptionTrait<std::string, CURLOPT_PROXYUSERNAME>(config.proxyUser().toStdString()));
         request.setOpt(
             curlpp::OptionTrait<std::string, CURLOPT_PROXYPASSWORD>(config.proxyPassword().toStdString()));
+    }
+
+    const QStringList connectTo = config.connectTo();
+    if (!connectTo.isEmpty()) {
+        std::list<std::string> entries;
+        for (const QString& entry : connectTo)
+            entries.push_back(entry.toStdString());
+        request.setOpt(curlpp::OptionTrait<std::list<std::string>, CURLOPT_CONNECT_TO>(entries));
     }
 
     Internal::installTransferHooks(request, id, trace);

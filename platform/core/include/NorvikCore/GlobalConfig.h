@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 namespace Norvik::Core {
@@ -55,6 +56,12 @@ public:
     virtual QString proxy() const;
     virtual QString proxyUser() const;
     virtual QString proxyPassword() const;
+
+    // --- Address overrides --------------------------------------------------------------------
+    // libcurl "connect to" entries, "HOST:PORT:CONNECT-HOST:CONNECT-PORT" (an empty HOST or PORT
+    // matches any): requests keep their host name, for TLS and signatures, but are sent to
+    // another address. For test setups that serve a service's real names locally. Default empty.
+    virtual QStringList connectTo() const;
 
     // --- Cloud plug-in ------------------------------------------------------------------------
     virtual bool useCustomCloudPlugin() const; // default false

@@ -1,0 +1,185 @@
+#include "AmazonServerSupport.h"
+
+#include "TestSupport.h"
+#include "engine/IOperation.h"
+#include "engine/OperationConfig.h"
+#include "engine/OperationManager.h"
+#include "info/CloudType.h"
+#include "info/Config.h"
+#include "operations/AmazonLoadLifecyclePolicy.h"
+#include "operations/AmazonOperationManager.h"
+#include "operations/ArchiveQueryManager.h"
+
+#include <QJsonObject>
+#include <QStringList>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+using namespace Norvik::Cloud;
+namespace Keys = Config::AmazonS3;
+
+namespace {
+
+class AmazonEngine : public NorvikTest::AmazonBucketTest
+{
+protected:
+    static void SetUpTestSuite() { OperationManager::instance(); }
+
+    void SetUp() override
+    {
+        AmazonBucketTest::SetUp();
+        config = NorvikTest::amazonConfig(server);
+        config.insert(OperationConfig::ContainerName, bucket);
+    }
+
+    static bool run(const QSharedPointer<IOperation>& operation)
+    {
+        if (!operation)
+            return false;
+        operation->exec();
+        const bool ended = NorvikTest::waitFor([&] { return operation->isComplite(); }, 60000);
+        operation->remove();
+        return ended;
+    }
+
+    QMap<QString, QVariant> config;
+};
+
+} // namespace
+
+// A hundred paths through one manager with shrunken timers: missing objects fail, objects
+// outside the archive are ready at once, PolicyAsk asks, PolicyRestore restores. Each path gets
+// exactly its sequence of signals.
+TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
+{
+    server.setRestoreDelay(0.5);
+    auto glacier = config;
+    glacier.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::Glacier);
+    Api::CloudAmazonS3 cold;
+    ASSERT_TRUE(cold.setConfig(glacier));
+
+    QStringList paths;
+    QMap<QString, QStringList> expected;
+    for (int i = 0; i < 100; ++i) {
+        const QString path = QStringLiteral("/restore/%1.txt").arg(i);
+        paths << path;
+        switch (i % 10) {
+        case 0:
+            expected[path] = QStringList{"error"};
+            break;
+        case 1:
+            s3->upload(bucket, path, {}, path.toUtf8(), QUuid());
+            expected[path] = QStringList{"ready"};
+            break;
+        case 2:
+            cold.upload(bucket, path, {}, path.toUtf8(), QUuid());
+            expected[path] = QStringList{"ask"};
+            break;
+        default:
+            cold.upload(bucket, path, {}, path.toUtf8(), QUuid());
+            expected[path] = QStringList{"waiting", "ready"};
+        }
+    }
+
+    auto managerConfig = config;
+    managerConfig.insert(Keys::Glacier::Key, Keys::Glacier::Value::Expedited);
+    ArchiveQueryManager manager(managerConfig);
+    manager.setTimerInterval(50);
+    manager.setSecondLength(10); // the Expedited minute becomes 0.6 s
+    QMap<QString, QStringList> seen;
+    QObject::connect(&manager, &ArchiveQueryManager::readyForDownload,
+                     [&](const QString& p) { seen[p] << "ready"; });
+    QObject::connect(&manager, &ArchiveQueryManager::waitingChangeTier,
+                     [&](const QString& p) { seen[p] << "waiting"; });
+    QObject::connect(&manager, &ArchiveQueryManager::needChangeTier,
+                     [&](const QString& p) { seen[p] << "ask"; });
+    QObject::connect(&manager, &ArchiveQueryManager::error, [&](const QString& p, int code, const QString&) {
+        EXPECT_NE(code, 0) << p.toStdString();
+        seen[p] << "error";
+    });
+
+    for (int i = 0; i < paths.size(); ++i) {
+        const auto policy = i % 10 == 2 ? ArchiveQueryManager::PolicyAsk : ArchiveQueryManager::PolicyRestore;
+        manager.check(paths[i], policy);
+        manager.check(paths[i], policy); // a first check is under way: nothing more
+    }
+    EXPECT_TRUE(seen.isEmpty());
+    const auto finished = [&] {
+        for (const QString& path : paths) {
+            if (seen.value(path).size() < expected.value(path).size())
+                return false;
+        }
+        return true;
+    };
+    ASSERT_TRUE(NorvikTest::waitFor(finished, 60000));
+    NorvikTest::waitFor([] { return false; }, 300); // nothing more may come
+    EXPECT_EQ(seen, expected);
+
+    // A ready path answers at once; an asked one restores when asked again with PolicyRestore.
+    seen.clear();
+    manager.check(paths[1], ArchiveQueryManager::PolicyRestore);
+    EXPECT_EQ(seen.value(paths[1]), QStringList{"ready"});
+    manager.check(paths[2], ArchiveQueryManager::PolicyRestore);
+    ASSERT_TRUE(NorvikTest::waitFor([&] { return seen.value(paths[2]).size() == 2; }, 30000));
+    EXPECT_EQ(seen.value(paths[2]), (QStringList{"waiting", "ready"}));
+}
+
+TEST_F(AmazonEngine, LifecyclePolicyOperations)
+{
+    AmazonOperationManager amazon;
+    auto load = [&] {
+        const auto operation = amazon.loadLifecyclePolicy(config);
+        EXPECT_TRUE(run(operation));
+        EXPECT_EQ(operation->state(), IOperation::StateComplete) << operation->errorMessage().toStdString();
+        return qSharedPointerCast<Operation::Amazon::LoadLifecyclePolicy>(operation)->data();
+    };
+    EXPECT_TRUE(load().isEmpty());
+    const QByteArray policy =
+        "<LifecycleConfiguration><Rule><ID>tmp</ID><Filter><Prefix>tmp/</Prefix></Filter>"
+        "<Status>Enabled</Status><Expiration><Days>1</Days></Expiration></Rule>"
+        "</LifecycleConfiguration>";
+    const auto save = amazon.saveLifecyclePolicy(config, policy);
+    ASSERT_TRUE(run(save));
+    EXPECT_EQ(save->state(), IOperation::StateComplete) << save->errorMessage().toStdString();
+    EXPECT_EQ(load(), policy);
+
+    const auto broken = amazon.saveLifecyclePolicy(config, "<LifecycleConfiguration>");
+    ASSERT_TRUE(run(broken));
+    EXPECT_EQ(broken->state(), IOperation::StateError);
+    EXPECT_NE(broken->errorCode(), 0);
+    EXPECT_EQ(load(), policy);
+
+    // The policy is the caller's document: a cut answer comes back as it stands, not parsed.
+    server.breakAnswers(true);
+    const QByteArray cut = load();
+    server.breakAnswers(false);
+    EXPECT_TRUE(policy.startsWith(cut) && cut.size() < policy.size());
+
+    const auto remove = amazon.deleteLifecyclePolicy(config);
+    ASSERT_TRUE(run(remove));
+    EXPECT_EQ(remove->state(), IOperation::StateComplete);
+    EXPECT_TRUE(load().isEmpty());
+
+    EXPECT_TRUE(amazon.saveLifecyclePolicy(config, QByteArray()).isNull());
+    EXPECT_TRUE(amazon.loadLifecyclePolicy({}).isNull());
+}
+
+// Lifecycle and restore belong to Amazon S3: another S3 service gets UnsupportedOperation from
+// the job, before any request.
+TEST_F(AmazonEngine, OtherServicesRefuseAmazonOperations)
+{
+    auto other = config;
+    other.insert(Config::Type, Name::AmazonS3Like);
+    other.insert(Config::Id, QUuid::createUuid());
+    AmazonOperationManager amazon;
+    for (const auto& operation :
+         {amazon.loadLifecyclePolicy(other), amazon.deleteLifecyclePolicy(other),
+          OperationManager::instance().archiveCheckReadyForDownload(other, "/x"),
+          OperationManager::instance().archivePrepareForDownload(other, "/x", QJsonObject())}) {
+        ASSERT_TRUE(run(operation));
+        EXPECT_EQ(operation->state(), IOperation::StateError);
+        EXPECT_NE(operation->errorCode(), 0);
+    }
+    EXPECT_TRUE(OperationManager::instance().archiveFinalizeDownloaded(config, QString()).isNull());
+}

@@ -1,0 +1,110 @@
+#include "AmazonServerSupport.h"
+
+#include "info/CloudType.h"
+#include "info/Config.h"
+
+#include "TestSupport.h"
+
+#include <QBuffer>
+#include <QFile>
+#include <QJsonObject>
+#include <QProcess>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+namespace NorvikTest {
+
+AmazonServer AmazonServer::start()
+{
+    AmazonServer server;
+    QFile file(QString::fromLocal8Bit(qgetenv("NORVIK_AMAZON_ENDPOINT_FILE")));
+    if (!file.open(QIODevice::ReadOnly)) {
+        ADD_FAILURE() << "no endpoint file of the amazon test server: " << file.fileName().toStdString();
+        return server;
+    }
+    server.address = QUrl(QString::fromUtf8(file.readAll().trimmed()));
+    QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
+    if (run.isEmpty())
+        run = QStringLiteral("/tmp/norvik-cloudtest");
+    server.caFile = run + QStringLiteral("/amazon/ca.pem");
+    installLocalServerNames(server.caFile, server.address.port());
+    return server;
+}
+
+namespace {
+
+void control(const AmazonServer& server, const QString& request)
+{
+    const QString url = server.address.toString() + QStringLiteral("/_test/") + request;
+    const int rc = QProcess::execute(QStringLiteral("curl"),
+                                     {QStringLiteral("-sf"), QStringLiteral("-X"), QStringLiteral("POST"),
+                                      QStringLiteral("--cacert"), server.caFile, url});
+    ASSERT_EQ(rc, 0) << "the test server refused " << request.toStdString();
+}
+
+} // namespace
+
+void AmazonServer::setRestoreDelay(double seconds) const
+{
+    control(*this, QStringLiteral("restore-delay?seconds=%1").arg(seconds));
+}
+
+void AmazonServer::breakAnswers(bool broken) const
+{
+    control(*this, QStringLiteral("broken-answers?on=%1").arg(broken ? 1 : 0));
+}
+
+void AmazonServer::finishRestores() const
+{
+    control(*this, QStringLiteral("finish-restores"));
+}
+
+QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature,
+                                     const QString& region)
+{
+    namespace Config = Norvik::Cloud::Config;
+    return {
+        {Config::Type, Norvik::Cloud::Name::AmazonS3},
+        {Config::Id, QUuid::createUuid()},
+        {Config::AmazonS3Like::AccessKey, server.accessKey},
+        {Config::AmazonS3Like::SecretKey, server.secretKey},
+        {Config::AmazonS3Like::Signature::Key, signature},
+        {Config::AmazonS3Like::Region, region},
+        {Norvik::Cloud::Api::Config::Http::Endpoint, QStringLiteral("https://amazon.test")},
+    };
+}
+
+QString uniqueAmazonBucket(const QString& prefix)
+{
+    return prefix + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
+}
+
+void AmazonBucketTest::SetUp()
+{
+    server = AmazonServer::start();
+    ASSERT_FALSE(server.caFile.isEmpty());
+    bucket = uniqueAmazonBucket(QStringLiteral("amazon"));
+    s3 = connect(amazonConfig(server));
+    ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
+}
+
+std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3>
+AmazonBucketTest::connect(const QMap<QString, QVariant>& config)
+{
+    auto connection = std::make_unique<Norvik::Cloud::Api::CloudAmazonS3>();
+    EXPECT_TRUE(connection->setConfig(config));
+    return connection;
+}
+
+QByteArray AmazonBucketTest::download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection)
+{
+    // Readable too, so that an error document written into it can be read back.
+    QBuffer out;
+    out.open(QIODevice::ReadWrite);
+    QMap<QString, QVariant> metaData;
+    (connection ? connection : s3.get())->download(bucket, path, out, metaData, QUuid());
+    return out.data();
+}
+
+} // namespace NorvikTest

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "s3/CloudAmazonS3.h"
+
+#include <QMap>
+#include <QString>
+#include <QUrl>
+#include <QVariant>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace NorvikTest {
+
+// The Amazon S3 test server of the fixture "amazon": https with a CA of its own, the
+// service's host names under "amazon.test", all connected to the server's address.
+struct AmazonServer
+{
+    QUrl address; // https://127.0.0.1:port
+    QString caFile;
+    QString accessKey = QStringLiteral("AKIAAMAZONTEST000001");
+    QString secretKey = QStringLiteral("amazon-test-secret/Key+0123456789abcdefghij");
+
+    // Installs a global configuration that trusts the server's CA, sends every host name to
+    // its address and retries quickly. Fails the test when the fixture left no endpoint.
+    static AmazonServer start();
+    // Sets how long the server takes for a restore from now on.
+    void setRestoreDelay(double seconds) const;
+    // Ends every running restore now.
+    void finishRestores() const;
+    // Whether lifecycle and acceleration answers come cut in the middle.
+    void breakAnswers(bool broken) const;
+};
+
+// The configuration of an Amazon S3 connection to the server, by its own host names.
+QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature = "V4",
+                                     const QString& region = "us-east-1");
+
+// A bucket name of its own for each run.
+QString uniqueAmazonBucket(const QString& prefix);
+
+// Each test gets the server, a bucket of its own in "us-east-1" and a connection to it.
+class AmazonBucketTest : public ::testing::Test
+{
+protected:
+    void SetUp() override;
+
+    std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3> connect(const QMap<QString, QVariant>& config);
+    // The whole object, read through connection (s3 when null).
+    QByteArray download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection = nullptr);
+
+    AmazonServer server;
+    QString bucket;
+    std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3> s3;
+};
+
+} // namespace NorvikTest

@@ -1,0 +1,118 @@
+#include "connection/CloudFactory.h"
+#include "connection/CloudHttp.h"
+#include "connection/IArchive.h"
+#include "info/CloudType.h"
+#include "info/Config.h"
+#include "s3/CloudAmazonS3.h"
+#include "s3/CloudAmazonS3Private.h"
+#include "s3/S3CompatibleServices.h"
+
+#include <QDateTime>
+#include <QUrl>
+#include <QUuid>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace Norvik::Cloud;
+
+namespace {
+
+QMap<QString, QVariant> configOf(Type type, const QString& signature, bool withEndpoint)
+{
+    QMap<QString, QVariant> config{
+        {Config::Type, TypeName.value(type)},
+        {Config::Id, QUuid::createUuid()},
+        {Config::AmazonS3Like::AccessKey, QStringLiteral("AKIDEXAMPLE")},
+        {Config::AmazonS3Like::SecretKey, QStringLiteral("secret")},
+        {Config::AmazonS3Like::Signature::Key, signature},
+    };
+    if (withEndpoint)
+        config.insert(Api::Config::Http::Endpoint, QStringLiteral("http://storage.example.test"));
+    return config;
+}
+
+bool isAmazon(Type type)
+{
+    return type == Type::AmazonS3 || type == Type::AmazonS3Chinese || type == Type::NorvikUbAmazonS3;
+}
+
+} // namespace
+
+// Every type of the S3 families gets a connection of its own type number; the Amazon family
+// has the archive interface and is reached over https by default, the others over http.
+TEST(AmazonConnections, FactoryMakesEveryS3FamilyType)
+{
+    QList<int> numbers{2, 34, 35, 36, 37};
+    for (int n = 11; n <= 30; ++n)
+        numbers.append(n);
+    for (const int number : numbers) {
+        const Type type = static_cast<Type>(number);
+        SCOPED_TRACE(number);
+        std::unique_ptr<Api::IConnection> connection(Api::CloudFactory::create(configOf(type, "V4", true)));
+        ASSERT_NE(connection, nullptr);
+        EXPECT_EQ(connection->type(), type);
+        auto* s3 = dynamic_cast<Api::CloudAmazonS3Like*>(connection.get());
+        ASSERT_NE(s3, nullptr);
+        EXPECT_EQ(dynamic_cast<Api::IArchive*>(connection.get()) != nullptr, isAmazon(type));
+        EXPECT_EQ(s3->endpoint().scheme(), isAmazon(type) ? "https" : "http");
+        EXPECT_EQ(s3->endpoint().host(), "storage.example.test");
+    }
+    // A service without a host of its own needs one in the configuration.
+    EXPECT_EQ(Api::CloudFactory::create(configOf(Type::Scality, "V4", false)), nullptr);
+    std::unique_ptr<Api::IConnection> amazon(
+        Api::CloudFactory::create(configOf(Type::AmazonS3, "V4", false)));
+    ASSERT_NE(amazon, nullptr);
+    EXPECT_EQ(static_cast<Api::CloudAmazonS3*>(amazon.get())->endpoint().toString(),
+              "https://amazonaws.com/");
+}
+
+// Class and encryption go on new objects; an unknown class keeps the one before, and a
+// configuration without the class is back to the standard one.
+TEST(AmazonConnections, StorageClassAndEncryptionHeaders)
+{
+    namespace Keys = Config::AmazonS3;
+    Api::CloudAmazonS3Private d;
+    auto config = configOf(Type::AmazonS3, "V4", false);
+    config.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::GlacierDeepArchive);
+    config.insert(Keys::UseSSE, true);
+    ASSERT_TRUE(d.setConfig(config));
+    auto headers = d.header({});
+    EXPECT_EQ(headers.value("x-amz-storage-class"), "DEEP_ARCHIVE");
+    EXPECT_EQ(headers.value("x-amz-server-side-encryption"), "AES256");
+
+    config.insert(Keys::StorageClass::Key, QStringLiteral("Glacier Flexible"));
+    config.insert(Keys::UseSSE, false);
+    ASSERT_TRUE(d.setConfig(config));
+    headers = d.header({});
+    EXPECT_EQ(headers.value("x-amz-storage-class"), "DEEP_ARCHIVE");
+    EXPECT_FALSE(headers.contains("x-amz-server-side-encryption"));
+
+    config.remove(Keys::StorageClass::Key);
+    ASSERT_TRUE(d.setConfig(config));
+    EXPECT_FALSE(d.header({}).contains("x-amz-storage-class"));
+}
+
+// The hosts of the China partition and of the UB variant, as signed URLs show them.
+TEST(AmazonConnections, ChinaAndUbEndpoints)
+{
+    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3600);
+    Api::CloudAmazonS3Chinese china;
+    ASSERT_TRUE(china.setConfig(configOf(Type::AmazonS3Chinese, "V2", false)));
+    const QString chinaUrl = china.signUrl("bucket", "/a.txt", true, expires);
+    EXPECT_TRUE(
+        chinaUrl.startsWith("https://bucket.s3.cn-north-1.amazonaws.com.cn/bucket/a.txt?AWSAccessKeyId="))
+        << chinaUrl.toStdString();
+
+    Api::CloudNorvikUbAmazonS3 ub;
+    auto config = configOf(Type::NorvikUbAmazonS3, "V4", false);
+    config.insert(Config::AmazonS3Like::Region, QStringLiteral("eu-west-1"));
+    ASSERT_TRUE(ub.setConfig(config));
+    const QString url = ub.signUrl("bucket", "/a.txt", true, expires);
+    EXPECT_TRUE(url.startsWith("https://bucket.s3.eu-west-1.amazonaws.com/a.txt?")) << url.toStdString();
+    EXPECT_TRUE(url.contains("/eu-west-1/s3/aws4_request")) << url.toStdString();
+    // Upper-case bucket names cannot be host names: path style on the service's "s3." host.
+    EXPECT_TRUE(
+        ub.signUrl("Bucket", "/a.txt", true, expires).startsWith("https://s3.amazonaws.com/Bucket/a.txt?"));
+}
