@@ -17,7 +17,7 @@ inline bool hasDuplicateMember(const QByteArray& text)
     for (int i = 0; i < text.size(); ++i) {
         const char c = text.at(i);
         if (c == '{' || c == '[') {
-            objects.append({});
+            objects.append(QSet<QByteArray>());
             isObject.append(c == '{');
         } else if ((c == '}' || c == ']') && !objects.isEmpty()) {
             objects.removeLast();

@@ -18,7 +18,6 @@
 #include <QBuffer>
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QUuid>
 
 #include <curlpp/Easy.hpp>
@@ -122,7 +121,7 @@ enum Action
     Part,
     Listing,
     StartLarge,
-    CreateBucket,
+    CreateBucket
 };
 
 // Further calls beyond those of a clean run: authorize, get_upload_url, get_upload_part_url.
@@ -133,9 +132,7 @@ struct RetryCase
     int status; // 0 drops the connection; 400 is the upload token limit
     int times;  // -1: as many times as the transport tries one request
     QString expected;
-    int authorize;
-    int uploadUrl;
-    int partUrl;
+    int authorize, uploadUrl, partUrl;
 };
 
 class B2RetryRules : public B2Family, public ::testing::WithParamInterface<RetryCase>
