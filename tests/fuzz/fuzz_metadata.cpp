@@ -1,19 +1,8 @@
 // libFuzzer entry for the object metadata readers: the text form of the encryption record and
 // the metadata map. Whatever parses must write back to a form that parses to the same record.
-//
-// Build with clang: -fsanitize=fuzzer,address, linking norvikCloud.
-
 #include "connection/CloudFileMetaData.h"
 
-#include <QByteArray>
-#include <QList>
-#include <QMap>
-#include <QString>
-#include <QVariant>
-
 #include <climits>
-#include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 
 namespace {
@@ -31,16 +20,12 @@ void fuzzEncryptionText(const QString& text)
 {
     const Encryption parsed = Encryption::fromString(text);
     if (!parsed.isInit()) {
-        check(parsed.toString().isEmpty());
-        check(parsed == Encryption());
+        check(parsed.toString().isEmpty() && parsed == Encryption());
         return;
     }
-    const QString written = parsed.toString();
-    check(!written.isEmpty());
-    const Encryption again = Encryption::fromString(written);
-    check(again.isInit());
-    check(again == parsed);
-    check(again.toString() == written);
+    const Encryption again = Encryption::fromString(parsed.toString());
+    check(!parsed.toString().isEmpty() && again.isInit() && again == parsed);
+    check(again.toString() == parsed.toString());
 }
 
 // The input is read as up to five lines, one value for each key of the map in turn; an empty
@@ -56,20 +41,16 @@ void fuzzMetaDataMap(const QByteArray& bytes)
         if (!lines.at(i).isEmpty())
             given.insert(keys[i], QString::fromUtf8(lines.at(i)));
     }
-
     const CloudFileMetaData record(given);
     const QMap<QString, QVariant> written = record.metaData(false);
     const CloudFileMetaData back(written);
-    check(back.metaData(false) == written);
-    check(back.realSize() == record.realSize());
-    check(back.permission() == record.permission());
-    check(back.encryption() == record.encryption());
-    check(back.useCompression() == record.useCompression());
-    check(back.contentType() == record.contentType());
-
+    check(back.metaData(false) == written && back.realSize() == record.realSize());
+    check(back.permission() == record.permission() && back.encryption() == record.encryption());
+    check(back.useCompression() == record.useCompression() && back.contentType() == record.contentType());
+    // The brief form leaves out size and permissions and agrees with the full one on the rest.
     const QMap<QString, QVariant> brief = record.metaData(true);
-    check(!brief.contains(CloudFileMetaData::RealSize));
-    check(!brief.contains(CloudFileMetaData::FilePermissions));
+    check(!brief.contains(CloudFileMetaData::RealSize) &&
+          !brief.contains(CloudFileMetaData::FilePermissions));
     for (auto it = brief.cbegin(); it != brief.cend(); ++it)
         check(written.value(it.key()) == it.value());
 }

@@ -19,10 +19,10 @@ namespace {
 namespace Config = Norvik::Cloud::Config;
 namespace Sftp = Norvik::Cloud::Config::Network::Sftp;
 
+// A file of the sftp launcher's folder.
 QString launcherFile(const QString& name)
 {
-    const QString run = qEnvironmentVariable("CLOUDTEST_RUN");
-    return (run.isEmpty() ? QStringLiteral("/tmp/norvik-cloudtest") : run) + QStringLiteral("/sftp/") + name;
+    return qEnvironmentVariable("CLOUDTEST_RUN", "/tmp/norvik-cloudtest") + "/sftp/" + name;
 }
 
 QByteArray readKey(const QString& name)
@@ -49,17 +49,14 @@ Conformance::Row sftpRow(const QString& name, bool withKey)
             {Config::Network::Address, endpoint.host()}, {Config::Network::Port, endpoint.port()},
             {Config::Network::UseProxy, false},          {Sftp::Path, path},
             {Sftp::User, QStringLiteral("cloudtest")}};
-        if (withKey)
-            config.insert(Sftp::PrivateKey, readKey(QStringLiteral("client_ed25519")));
-        else
-            config.insert(Sftp::Password, QStringLiteral("cloudtest-pw"));
+        withKey ? config.insert(Sftp::PrivateKey, readKey("client_ed25519"))
+                : config.insert(Sftp::Password, "cloudtest-pw");
         return config;
     };
     const auto breakCredentials = [withKey](Conformance::ConfigMap& config) {
-        if (withKey) // a key that the server does not take: its own host key
-            config.insert(Sftp::PrivateKey, readKey(QStringLiteral("ssh_host_ed25519_key")));
-        else
-            config.insert(Sftp::Password, QStringLiteral("not-the-password"));
+        // A key that the server does not take: its own host key.
+        withKey ? config.insert(Sftp::PrivateKey, readKey("ssh_host_ed25519_key"))
+                : config.insert(Sftp::Password, "not-the-password");
     };
     return {name, configure, nullptr, breakCredentials, 9, {}, {}};
 }

@@ -15,14 +15,8 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define CHECK(condition) checkAt((condition), __LINE__)
+// A failed property aborts, with its line in the report.
+#define CHECK(condition) ((condition) ? void() : (std::fprintf(stderr, "line %d\n", __LINE__), std::abort()))
 
 } // namespace
 

@@ -20,9 +20,8 @@ TEST(SftpInterop, ReferenceClientsAndWeReadWhatTheOthersWrite)
     auto storage = SftpServer::connect(config);
     const QString base = config.value("Path").toString() + '/';
     QTemporaryDir scratch;
-    const QString key = SftpServer::keyFile(Auth::Ed25519);
+    const QString key = SftpServer::keyFile(Auth::Ed25519), port = QString::number(SftpServer::port());
     const QString knownHosts = SftpServer::folder() + "/known_hosts";
-    const QString port = QString::number(SftpServer::port());
     const auto openssh = [&](const QString& commands) {
         SftpServer::run("sftp",
                         {"-b", "-", "-P", port, "-i", key, "-o", "BatchMode=yes", "-o",
@@ -51,14 +50,13 @@ TEST(SftpInterop, ReferenceClientsAndWeReadWhatTheOthersWrite)
     local.close();
     openssh(QString("mkdir \"%1theirs\"\nput \"%2\" \"%1theirs/by sftp\"\n").arg(base, local.fileName()));
     rclone("rcat", "theirs/by rclone", byRclone);
-    for (const auto& [name, data] : {std::make_pair(QString("theirs/by sftp"), byOpenssh),
-                                     std::make_pair(QString("theirs/by rclone"), byRclone)}) {
-        QByteArray read;
-        QBuffer out(&read);
-        out.open(QIODevice::WriteOnly);
+    for (const auto& [name, data] :
+         {std::make_pair("theirs/by sftp", byOpenssh), std::make_pair("theirs/by rclone", byRclone)}) {
+        QBuffer read;
+        read.open(QIODevice::WriteOnly);
         QMap<QString, QVariant> meta;
-        storage->download({}, name, out, meta, {});
-        EXPECT_TRUE(read == data) << name.toStdString();
+        storage->download({}, name, read, meta, {});
+        EXPECT_TRUE(read.data() == data) << name;
     }
 }
 
