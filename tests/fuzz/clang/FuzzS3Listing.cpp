@@ -15,13 +15,14 @@
 
 #include <QDomDocument>
 #include <QDomElement>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
-#include <QSet>
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 
 using namespace Norvik::Cloud::Api;
 
@@ -30,14 +31,10 @@ namespace {
 using HeaderMap = QMap<QByteArray, QByteArray>;
 
 // A property that does not hold is a crash of the target, which names the line of the check.
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define check(condition) checkAt((condition), __LINE__)
+#define check(condition)                                                                                     \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
 
 // The byte strings of the records (tags, version ids) keep the element's text up to a NUL
 // character, which no XML document holds but a lenient reader may pass on.
@@ -60,11 +57,6 @@ QList<QDomElement> children(const QDomElement& root, const char* name)
          e = e.nextSiblingElement(QLatin1String(name)))
         found.append(e);
     return found;
-}
-
-QString withLeadingSlash(const QString& name)
-{
-    return name.startsWith(QLatin1Char('/')) ? name : QLatin1Char('/') + name;
 }
 
 QString chopOneSlash(QString key)
@@ -95,7 +87,7 @@ bool parses(ParseListBucketResult& parser, const QByteArray& body)
 void checkObject(const ListingObject& object, const QString& key)
 {
     check(!object.name().isEmpty());
-    check(object.name() == withLeadingSlash(key));
+    check(object.name() == (key.startsWith(QLatin1Char('/')) ? key : QLatin1Char('/') + key));
     check(object.isFolder() == object.name().endsWith(QLatin1Char('/')));
 }
 
@@ -112,30 +104,40 @@ void checkMarker(const ParseListBucketResult& parser, const QString& named)
         check(parser.marker == ListingObject(parser.parseResult.last().toObject()).name());
 }
 
+// The records of an XML page: objects (of entryName) first, then prefixes, each in the order
+// of the document; true when the page was read.
+template <typename Parser>
+bool checkXmlPage(Parser& parser, const QByteArray& body, const QDomDocument& document, bool isXml,
+                  const char* rootName, const char* entryName,
+                  const std::function<QByteArray(const QDomElement&)>& id)
+{
+    const bool read = parses(parser, body);
+    const QDomElement root = document.documentElement();
+    check(read == (isXml && root.tagName() == QLatin1String(rootName)));
+    if (!read)
+        return false;
+    const QList<QDomElement> entries = children(root, entryName);
+    const QList<QDomElement> prefixes = children(root, "CommonPrefixes");
+    check(parser.parseResult.size() == entries.size() + prefixes.size());
+    for (int i = 0; i < entries.size(); ++i) {
+        const ListingObject object(parser.parseResult.at(i).toObject());
+        checkObject(object, childText(entries.at(i), "Key"));
+        check(object.fileId() == id(entries.at(i)));
+    }
+    for (int i = 0; i < prefixes.size(); ++i)
+        check(ListingObject(parser.parseResult.at(entries.size() + i).toObject()).isFolder());
+    check(parser.isTruncated == (childText(root, "IsTruncated") == QLatin1String("true")));
+    return true;
+}
+
 void fuzzListBucketResultXml(const QByteArray& body, const QDomDocument& document, bool isXml,
                              const HeaderMap& headers)
 {
     ParseListBucketResultXml parser(headers);
-    const bool read = parses(parser, body);
-    const QDomElement root = document.documentElement();
-    check(read == (isXml && root.tagName() == QLatin1String("ListBucketResult")));
-    if (!read)
-        return;
-
-    const QList<QDomElement> contents = children(root, "Contents");
-    const QList<QDomElement> prefixes = children(root, "CommonPrefixes");
-    check(parser.parseResult.size() == contents.size() + prefixes.size());
-    // Objects first, then prefixes, each in the order of the document.
-    for (int i = 0; i < contents.size(); ++i) {
-        const ListingObject object(parser.parseResult.at(i).toObject());
-        checkObject(object, childText(contents.at(i), "Key"));
-        check(object.fileId() == headers.value("x-amz-version-id"));
-    }
-    for (int i = 0; i < prefixes.size(); ++i)
-        check(ListingObject(parser.parseResult.at(contents.size() + i).toObject()).isFolder());
-
-    check(parser.isTruncated == (childText(root, "IsTruncated") == QLatin1String("true")));
-    checkMarker(parser, childText(root, "NextMarker"));
+    const QByteArray version = headers.value("x-amz-version-id");
+    if (checkXmlPage(parser, body, document, isXml, "ListBucketResult", "Contents",
+                     [&](const QDomElement&) { return version; }))
+        checkMarker(parser, childText(document.documentElement(), "NextMarker"));
 }
 
 void fuzzListBucketResultJson(const QByteArray& body)
@@ -146,10 +148,8 @@ void fuzzListBucketResultJson(const QByteArray& body)
     check(read == document.isObject());
     if (!read)
         return;
-
     const QJsonObject root = document.object();
-    const QJsonArray results = root.value(QLatin1String("results")).toArray();
-    check(parser.parseResult.size() == results.size());
+    check(parser.parseResult.size() == root.value(QLatin1String("results")).toArray().size());
     check(parser.isTruncated == root.value(QLatin1String("truncated")).toBool());
     checkMarker(parser, parser.isTruncated ? root.value(QLatin1String("nextMarker")).toString() : QString());
 }
@@ -157,30 +157,16 @@ void fuzzListBucketResultJson(const QByteArray& body)
 void fuzzListVersionsResult(const QByteArray& body, const QDomDocument& document, bool isXml)
 {
     ParseListVersionsResultXml parser;
-    const bool read = parses(parser, body);
-    const QDomElement root = document.documentElement();
-    check(read == (isXml && root.tagName() == QLatin1String("ListVersionsResult")));
-    if (!read)
+    if (!checkXmlPage(parser, body, document, isXml, "ListVersionsResult", "Version",
+                      [](const QDomElement& e) { return recordBytes(childText(e, "VersionId")); }))
         return;
-
-    const QList<QDomElement> versions = children(root, "Version");
-    const QList<QDomElement> prefixes = children(root, "CommonPrefixes");
-    check(parser.parseResult.size() == versions.size() + prefixes.size());
-    for (int i = 0; i < versions.size(); ++i) {
-        const ListingObject object(parser.parseResult.at(i).toObject());
-        checkObject(object, childText(versions.at(i), "Key"));
-        check(object.fileId() == recordBytes(childText(versions.at(i), "VersionId")));
-    }
-    for (int i = 0; i < prefixes.size(); ++i)
-        check(ListingObject(parser.parseResult.at(versions.size() + i).toObject()).isFolder());
-
-    check(parser.isTruncated == (childText(root, "IsTruncated") == QLatin1String("true")));
     if (!parser.isTruncated) {
         check(parser.marker.isEmpty());
         return;
     }
     // The marker names the next key and version, or, when the page names neither, its last
     // entry; as the next request reads it back.
+    const QDomElement root = document.documentElement();
     QString key = childText(root, "NextKeyMarker");
     QString versionId = childText(root, "NextVersionIdMarker");
     if (key.isEmpty() && versionId.isEmpty() && !parser.parseResult.isEmpty()) {

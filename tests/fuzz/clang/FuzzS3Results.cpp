@@ -20,14 +20,10 @@ using namespace Norvik::Cloud::Api;
 namespace {
 
 // A property that does not hold is a crash of the target, which names the line of the check.
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define check(condition) checkAt((condition), __LINE__)
+#define check(condition)                                                                                     \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
 
 QString childText(const QDomElement& element, const char* name)
 {

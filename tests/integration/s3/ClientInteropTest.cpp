@@ -12,7 +12,6 @@
 #include "TestSupport.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -32,26 +31,8 @@ namespace Config = Norvik::Cloud::Config;
 
 constexpr int MiB = 1024 * 1024;
 
-// Swift's S3 layer as the fixture started it, with the account's S3 keys.
-QUrl swiftEndpoint()
-{
-    QFile file(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
-    if (!file.open(QIODevice::ReadOnly))
-        return QUrl();
-    return QUrl(QString::fromUtf8(file.readAll().trimmed()) + QStringLiteral("/"));
-}
 const QString AccessKey = QStringLiteral("test:tester");
 const QString SecretKey = QStringLiteral("testing");
-
-QByteArray downloadAll(CloudAmazonS3Like& s3, const QString& bucket, const QString& key,
-                       QMap<QString, QVariant>& metaData)
-{
-    QByteArray data;
-    QBuffer out(&data);
-    out.open(QIODevice::WriteOnly);
-    s3.download(bucket, key, out, metaData, QUuid());
-    return data;
-}
 
 // Debian's clients, not whatever comes first on PATH.
 const QString Aws = QStringLiteral("/usr/bin/aws");
@@ -69,21 +50,9 @@ ProcessRun run(const QString& program, const QStringList& arguments, const QProc
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
-    ProcessRun result;
-    if (!process.waitForStarted(10000)) {
-        result.err = process.errorString().toUtf8();
-        return result;
-    }
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(5000);
-        result.err = "timed out";
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    const bool finished = process.waitForFinished(timeoutMs);
+    return {finished && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            process.readAllStandardOutput(), process.readAllStandardError() + process.errorString().toUtf8()};
 }
 
 class ClientInterop : public ::testing::Test
@@ -105,8 +74,9 @@ protected:
         ASSERT_TRUE(clientsReady) << "the S3 clients could not be installed:\n"
                                   << installerOutput.toStdString();
         ASSERT_TRUE(QFile::exists(Aws)) << "missing " << Aws.toStdString();
-        endpoint = swiftEndpoint();
-        ASSERT_FALSE(endpoint.isEmpty()) << "the swift test server did not start";
+        QFile endpointFile(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
+        ASSERT_TRUE(endpointFile.open(QIODevice::ReadOnly)) << "the swift test server did not start";
+        endpoint = QUrl(QString::fromUtf8(endpointFile.readAll().trimmed()) + QStringLiteral("/"));
         ASSERT_TRUE(scratch.isValid());
         s3 = std::make_unique<CloudAmazonS3Like>(Norvik::Cloud::Type::AmazonS3Like);
         ASSERT_TRUE(s3->setConfig({{Config::Type, Norvik::Cloud::Name::AmazonS3Like},
@@ -126,28 +96,29 @@ protected:
         file.write("[default]\nregion = us-east-1\ns3 =\n    addressing_style = path\n");
         file.close();
         environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("AWS_ACCESS_KEY_ID"), AccessKey);
-        environment.insert(QStringLiteral("AWS_SECRET_ACCESS_KEY"), SecretKey);
-        environment.insert(QStringLiteral("AWS_DEFAULT_REGION"), QStringLiteral("us-east-1"));
-        environment.insert(QStringLiteral("AWS_CONFIG_FILE"), config);
-        environment.insert(QStringLiteral("AWS_SHARED_CREDENTIALS_FILE"),
-                           scratch.filePath(QStringLiteral("none")));
-        environment.insert(QStringLiteral("AWS_EC2_METADATA_DISABLED"), QStringLiteral("true"));
-        environment.insert(QStringLiteral("AWS_PAGER"), QString());
+        const QStringList settings{"AWS_ACCESS_KEY_ID",
+                                   AccessKey,
+                                   "AWS_SECRET_ACCESS_KEY",
+                                   SecretKey,
+                                   "AWS_CONFIG_FILE",
+                                   config,
+                                   "AWS_SHARED_CREDENTIALS_FILE",
+                                   scratch.filePath("none"),
+                                   "AWS_EC2_METADATA_DISABLED",
+                                   "true",
+                                   "AWS_PAGER",
+                                   QString()};
+        for (int i = 0; i < settings.size(); i += 2)
+            environment.insert(settings[i], settings[i + 1]);
         environment.remove(QStringLiteral("AWS_CA_BUNDLE"));
         environment.remove(QStringLiteral("AWS_PROFILE"));
     }
 
+    // The bucket's deletion answers 204, which arrives as NoContent.
     void TearDown() override
     {
-        if (s3)
-            removeBucket();
-    }
-
-    // Deletes the objects and the bucket. The bucket's deletion answers 204, which arrives as
-    // NoContent (the job boundary counts it as done).
-    void removeBucket()
-    {
+        if (!s3)
+            return;
         QString marker;
         do {
             for (const QJsonValue& entry : s3->listing(bucket, QString(), marker, QString(), 1000).array())
@@ -156,15 +127,13 @@ protected:
         EXPECT_THROW(s3->removeContainers(bucket), Norvik::Cloud::Api::Exception::NoContent);
     }
 
-    QString endpointText() const { return endpoint.toString(QUrl::StripTrailingSlash); }
-
     ProcessRun aws(const QStringList& arguments)
     {
-        return run(Aws,
-                   QStringList{QStringLiteral("--endpoint-url"), endpointText(), QStringLiteral("--output"),
-                               QStringLiteral("json")} +
-                       arguments,
-                   environment);
+        return run(
+            Aws,
+            QStringList{"--endpoint-url", endpoint.toString(QUrl::StripTrailingSlash), "--output", "json"} +
+                arguments,
+            environment);
     }
 
     // One object in one piece and one in two parts, both with the metadata of the application.
@@ -267,14 +236,16 @@ TEST_F(ClientInterop, ObjectsTheClientsUploadAreListedAndDownloaded)
     EXPECT_THAT(tags.value("/aws/big file.bin").toStdString(), ::testing::EndsWith("-2\""));
     for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
         EXPECT_EQ(listed.value(it.key()), static_cast<quint64>(it.value().size())) << it.key().toStdString();
+        QByteArray data;
+        QBuffer out(&data);
+        out.open(QIODevice::WriteOnly);
         QMap<QString, QVariant> metaData;
-        EXPECT_EQ(downloadAll(*s3, bucket, it.key(), metaData), it.value()) << it.key().toStdString();
-        if (it.key() == QLatin1String("/aws/big file.bin")) {
-            EXPECT_EQ(metaData.value(CloudFileMetaData::RealSize).toString(), "999");
-        }
-        if (it.key() == QLatin1String("/aws/small.bin")) {
-            EXPECT_EQ(metaData.value(CloudFileMetaData::ContentEncoding).toString(), "gzip");
-        }
+        s3->download(bucket, it.key(), out, metaData, QUuid());
+        EXPECT_EQ(data, it.value()) << it.key().toStdString();
+        const bool isBig = it.key().startsWith("/aws/big");
+        EXPECT_EQ(metaData.value(isBig ? CloudFileMetaData::RealSize : CloudFileMetaData::ContentEncoding)
+                      .toString(),
+                  isBig ? "999" : "gzip");
     }
 
     // Ranges of a client's multipart object cross its part boundaries.
