@@ -1,5 +1,5 @@
 // What the S3 connection does that real servers cannot show: answers it cannot use, paths that
-// would address the bucket itself, and the expiry of signed URLs on a fixed clock.
+// would address the bucket itself, .
 
 #include "s3/CloudAmazonS3Like.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
@@ -12,7 +12,6 @@
 
 #include <QBuffer>
 #include <QMutex>
-#include <QUrlQuery>
 
 #include <gmock/gmock.h>
 
@@ -118,36 +117,6 @@ TEST_F(ScriptedS3, PathsThatNameNoObjectNeverReachTheBucket)
                                    ListingObject(QString(), QDateTime(), 0, {}, {}, false).json()}),
         Exception::InvalidArgument);
     EXPECT_EQ(server.requestCount(), 0);
-}
-
-// A fixed clock: the expiry asked for is the one the URL carries, to the second.
-QDateTime fixedNow()
-{
-    return QDateTime(QDate(2024, 1, 31), QTime(23, 59, 59, 700), Qt::UTC);
-}
-
-TEST_F(ScriptedS3, SignedUrlsCarryTheExpiryAskedFor)
-{
-    for (const QString& signature : {QStringLiteral("V4"), QStringLiteral("V2")}) {
-        SCOPED_TRACE(signature.toStdString());
-        auto* d = new CloudAmazonS3LikePrivate(Type::AmazonS3Like);
-        d->setClock(&fixedNow);
-        CloudAmazonS3Like signer(Type::AmazonS3Like, d);
-        ASSERT_TRUE(signer.setConfig(NorvikTest::s3Config(server.url(), signature)));
-        const QUrl url(signer.signUrl(bucket, QStringLiteral("/dir/key"), false, fixedNow().addSecs(600)));
-        EXPECT_EQ(url.adjusted(QUrl::RemoveQuery), server.url(QStringLiteral("/bucket/dir/key")));
-        const QUrlQuery query(url);
-        if (signature == QStringLiteral("V4")) {
-            EXPECT_EQ(query.queryItemValue(QStringLiteral("X-Amz-Expires")), QStringLiteral("600"));
-            EXPECT_TRUE(query.hasQueryItem(QStringLiteral("X-Amz-Signature")));
-        } else {
-            EXPECT_EQ(query.queryItemValue(QStringLiteral("Expires")),
-                      QString::number(fixedNow().addSecs(600).toSecsSinceEpoch()));
-            EXPECT_TRUE(query.hasQueryItem(QStringLiteral("Signature")));
-        }
-        EXPECT_TRUE(
-            signer.signUrl(bucket, QStringLiteral("/dir/key"), false, fixedNow().addSecs(-1)).isEmpty());
-    }
 }
 
 } // namespace
