@@ -80,7 +80,7 @@ bool AmazonClients::s_installed = false;
 
 TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
 {
-    server.setRestoreDelay(3600);
+    server.control("restore-delay?seconds=3600");
     const QByteArray data = NorvikTest::randomBytes(70000, 13);
     QFile file(scratch.filePath("glacier.bin"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
@@ -99,7 +99,7 @@ TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
     EXPECT_THROW(s3->prepareForDownload(bucket, "/theirs.bin", Option(Option::Standard, 1).toJson()),
                  Api::Exception::ArchiveRestoreAlreadyInProgress);
     EXPECT_FALSE(s3->checkReadyForDownload(bucket, "/theirs.bin"));
-    server.finishRestores();
+    server.control("finish-restores");
     EXPECT_TRUE(s3->checkReadyForDownload(bucket, "/theirs.bin"));
     EXPECT_EQ(download("/theirs.bin"), data);
 
@@ -111,7 +111,7 @@ TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
     const QJsonObject head = aws({"head-object", "--bucket", bucket, "--key", "ours.bin"});
     EXPECT_EQ(head.value("StorageClass").toString(), "DEEP_ARCHIVE");
     EXPECT_EQ(head.value("Restore").toString(), "ongoing-request=\"true\"");
-    server.finishRestores();
+    server.control("finish-restores");
     EXPECT_TRUE(s3->checkReadyForDownload(bucket, "/ours.bin"));
     aws({"get-object", "--bucket", bucket, "--key", "ours.bin", scratch.filePath("back.bin")});
     QFile back(scratch.filePath("back.bin"));

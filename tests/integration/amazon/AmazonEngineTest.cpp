@@ -53,7 +53,7 @@ protected:
 // exactly its sequence of signals.
 TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
 {
-    server.setRestoreDelay(0.5);
+    server.control("restore-delay?seconds=0.5");
     auto glacier = config;
     glacier.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::Glacier);
     Api::CloudAmazonS3 cold;
@@ -142,9 +142,9 @@ TEST_F(AmazonEngine, LifecyclePolicyOperations)
     EXPECT_EQ(load(), policy);
 
     // The policy is the caller's document: a cut answer comes back as it stands, not parsed.
-    server.breakAnswers(true);
+    server.control("broken-answers?on=1");
     const QByteArray cut = load();
-    server.breakAnswers(false);
+    server.control("broken-answers?on=0");
     EXPECT_TRUE(policy.startsWith(cut) && cut.size() < policy.size());
 
     const auto remove = amazon.deleteLifecyclePolicy(config);

@@ -153,25 +153,13 @@ TEST_F(Transport, SuccessStatusesDependOnTheVerb)
         probe.failures.clear();
         HeaderMap headers;
         QByteArray out;
-        const auto call = [&] {
-            switch (c.verb) {
-            case Private::GET:
-                probe.get(url(), headers, out, QUuid());
-                break;
-            case Private::PUT:
-                probe.put(url(), headers, QByteArray("data"), QUuid());
-                break;
-            case Private::POST:
-                probe.post(url(), headers, QByteArray("data"), QUuid());
-                break;
-            case Private::DELETE:
-                probe.delete_(url(), headers);
-                break;
-            case Private::HEAD:
-                probe.head(url(), headers);
-                break;
-            }
-        };
+        const QMap<Private::RequestType, std::function<void()>> calls{
+            {Private::GET, [&] { probe.get(url(), headers, out, QUuid()); }},
+            {Private::PUT, [&] { probe.put(url(), headers, QByteArray("data"), QUuid()); }},
+            {Private::POST, [&] { probe.post(url(), headers, QByteArray("data"), QUuid()); }},
+            {Private::DELETE, [&] { probe.delete_(url(), headers); }},
+            {Private::HEAD, [&] { probe.head(url(), headers); }}};
+        const auto call = calls.value(c.verb);
         if (c.success) {
             EXPECT_NO_THROW(call());
             EXPECT_TRUE(probe.failures.isEmpty());
