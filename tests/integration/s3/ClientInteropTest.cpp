@@ -9,6 +9,7 @@
 #include "info/Config.h"
 #include "s3/CloudAmazonS3Like.h"
 
+#include "AwsCli.h"
 #include "TestSupport.h"
 
 #include <QBuffer>
@@ -16,8 +17,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QUuid>
 
 #include <gmock/gmock.h>
@@ -34,50 +33,15 @@ constexpr int MiB = 1024 * 1024;
 const QString AccessKey = QStringLiteral("test:tester");
 const QString SecretKey = QStringLiteral("testing");
 
-// Debian's clients, not whatever comes first on PATH.
-const QString Aws = QStringLiteral("/usr/bin/aws");
-
-struct ProcessRun
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-ProcessRun run(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
-               int timeoutMs = 180000)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(program, arguments);
-    const bool finished = process.waitForFinished(timeoutMs);
-    return {finished && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            process.readAllStandardOutput(), process.readAllStandardError() + process.errorString().toUtf8()};
-}
-
 class ClientInterop : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        // A fresh machine has no clients: the installer makes sure they are there, and its
-        // failure is the test's.
-        const QString installer = QString::fromLocal8Bit(qgetenv("NORVIK_S3_CLIENT_INSTALLER"));
-        const ProcessRun installed =
-            run(QStringLiteral("/bin/bash"), {installer}, QProcessEnvironment::systemEnvironment(), 600000);
-        installerOutput = installed.err;
-        clientsReady = installed.exitCode == 0;
-    }
-
     void SetUp() override
     {
-        ASSERT_TRUE(clientsReady) << "the S3 clients could not be installed:\n"
-                                  << installerOutput.toStdString();
-        ASSERT_TRUE(QFile::exists(Aws)) << "missing " << Aws.toStdString();
+        ASSERT_TRUE(NorvikTest::AwsCli::install()) << "the S3 clients could not be installed";
         QFile endpointFile(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
         ASSERT_TRUE(endpointFile.open(QIODevice::ReadOnly)) << "the swift test server did not start";
         endpoint = QUrl(QString::fromUtf8(endpointFile.readAll().trimmed()) + QStringLiteral("/"));
-        ASSERT_TRUE(scratch.isValid());
         s3 = std::make_unique<CloudAmazonS3Like>(Norvik::Cloud::Type::AmazonS3Like);
         ASSERT_TRUE(s3->setConfig({{Config::Type, Norvik::Cloud::Name::AmazonS3Like},
                                    {Config::Id, QUuid::createUuid()},
@@ -89,29 +53,9 @@ protected:
         bucket = QStringLiteral("s3-clients-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
         ASSERT_TRUE(s3->createContainers({{"name", bucket}}));
 
-        // Path-style addressing and no settings of the machine's user.
-        const QString config = scratch.filePath(QStringLiteral("aws-config"));
-        QFile file(config);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("[default]\nregion = us-east-1\ns3 =\n    addressing_style = path\n");
-        file.close();
-        environment = QProcessEnvironment::systemEnvironment();
-        const QStringList settings{"AWS_ACCESS_KEY_ID",
-                                   AccessKey,
-                                   "AWS_SECRET_ACCESS_KEY",
-                                   SecretKey,
-                                   "AWS_CONFIG_FILE",
-                                   config,
-                                   "AWS_SHARED_CREDENTIALS_FILE",
-                                   scratch.filePath("none"),
-                                   "AWS_EC2_METADATA_DISABLED",
-                                   "true",
-                                   "AWS_PAGER",
-                                   QString()};
-        for (int i = 0; i < settings.size(); i += 2)
-            environment.insert(settings[i], settings[i + 1]);
-        environment.remove(QStringLiteral("AWS_CA_BUNDLE"));
-        environment.remove(QStringLiteral("AWS_PROFILE"));
+        cli = std::make_unique<NorvikTest::AwsCli>(endpoint.toString(QUrl::StripTrailingSlash), AccessKey,
+                                                   SecretKey);
+        ASSERT_TRUE(cli->scratch.isValid());
     }
 
     // The bucket's deletion answers 204, which arrives as NoContent.
@@ -127,14 +71,7 @@ protected:
         EXPECT_THROW(s3->removeContainers(bucket), Norvik::Cloud::Api::Exception::NoContent);
     }
 
-    ProcessRun aws(const QStringList& arguments)
-    {
-        return run(
-            Aws,
-            QStringList{"--endpoint-url", endpoint.toString(QUrl::StripTrailingSlash), "--output", "json"} +
-                arguments,
-            environment);
-    }
+    NorvikTest::AwsRun aws(const QStringList& arguments) { return cli->run(arguments); }
 
     // One object in one piece and one in two parts, both with the metadata of the application.
     QList<QPair<QString, QByteArray>> uploadOurObjects()
@@ -161,7 +98,7 @@ protected:
 
     QString writeFile(const QString& name, const QByteArray& data)
     {
-        const QString path = scratch.filePath(name);
+        const QString path = cli->scratch.filePath(name);
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
             ADD_FAILURE() << "cannot write " << path.toStdString();
@@ -174,27 +111,24 @@ protected:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    static inline bool clientsReady = false;
-    static inline QByteArray installerOutput;
-
     QUrl endpoint;
     std::unique_ptr<CloudAmazonS3Like> s3;
     QString bucket;
-    QTemporaryDir scratch;
-    QProcessEnvironment environment;
+    std::unique_ptr<NorvikTest::AwsCli> cli;
 };
 
 TEST_F(ClientInterop, ObjectsWeUploadAreReadByAwsCli)
 {
     const QList<QPair<QString, QByteArray>> objects = uploadOurObjects();
     for (const auto& object : objects) {
-        const QString target = scratch.filePath(QStringLiteral("aws-download"));
-        const ProcessRun get =
+        const QString target = cli->scratch.filePath(QStringLiteral("aws-download"));
+        const NorvikTest::AwsRun get =
             aws({"s3api", "get-object", "--bucket", bucket, "--key", object.first, target});
         ASSERT_EQ(get.exitCode, 0) << get.err.toStdString();
         EXPECT_EQ(readFile(target), object.second) << object.first.toStdString();
 
-        const ProcessRun head = aws({"s3api", "head-object", "--bucket", bucket, "--key", object.first});
+        const NorvikTest::AwsRun head =
+            aws({"s3api", "head-object", "--bucket", bucket, "--key", object.first});
         ASSERT_EQ(head.exitCode, 0) << head.err.toStdString();
         const QJsonObject answer = QJsonDocument::fromJson(head.out).object();
         EXPECT_EQ(answer.value("ContentLength").toInt(), object.second.size());
@@ -213,12 +147,13 @@ TEST_F(ClientInterop, ObjectsTheClientsUploadAreListedAndDownloaded)
     const QByteArray awsSmall = NorvikTest::randomBytes(2000, 72);
 
     // awscli sends files over 8 MiB in parts of 8 MiB.
-    const ProcessRun big =
+    const NorvikTest::AwsRun big =
         aws({"s3", "cp", writeFile("aws-big", awsBig), QStringLiteral("s3://%1/aws/big file.bin").arg(bucket),
              "--metadata", "nk-realsize=999"});
     ASSERT_EQ(big.exitCode, 0) << big.err.toStdString();
-    const ProcessRun small = aws({"s3api", "put-object", "--bucket", bucket, "--key", "aws/small.bin",
-                                  "--body", writeFile("aws-small", awsSmall), "--content-encoding", "gzip"});
+    const NorvikTest::AwsRun small =
+        aws({"s3api", "put-object", "--bucket", bucket, "--key", "aws/small.bin", "--body",
+             writeFile("aws-small", awsSmall), "--content-encoding", "gzip"});
     ASSERT_EQ(small.exitCode, 0) << small.err.toStdString();
     const QMap<QString, QByteArray> expected{{"/aws/big file.bin", awsBig}, {"/aws/small.bin", awsSmall}};
     QMap<QString, quint64> listed;
