@@ -38,7 +38,6 @@ void fuzzParts(const QDomElement& root)
         const MultipartListPartObject back(part.json());
         check(back.partNumber() == childText(e, "PartNumber").toULongLong());
         check(back.json() == part.json());
-        check(part.json().size() == 3);
     }
 }
 
@@ -56,7 +55,6 @@ void fuzzDeleteErrors(const QDomElement& root)
                                                         : MultipleDeleteErrorObject::Other;
         check(back.code() == expected);
         check(back.json() == error.json());
-        check(error.json().size() == 3);
     }
 }
 
