@@ -14,14 +14,11 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define check(condition) checkAt((condition), __LINE__)
+// A property that does not hold is a crash of the target, which names the line of the check.
+#define check(condition)                                                                                     \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
 
 } // namespace
 

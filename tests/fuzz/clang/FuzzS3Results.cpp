@@ -20,14 +20,10 @@ using namespace Norvik::Cloud::Api;
 namespace {
 
 // A property that does not hold is a crash of the target, which names the line of the check.
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define check(condition) checkAt((condition), __LINE__)
+#define check(condition)                                                                                     \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
 
 QString childText(const QDomElement& element, const char* name)
 {
@@ -42,7 +38,6 @@ void fuzzParts(const QDomElement& root)
         const MultipartListPartObject back(part.json());
         check(back.partNumber() == childText(e, "PartNumber").toULongLong());
         check(back.json() == part.json());
-        check(part.json().size() == 3);
     }
 }
 
@@ -60,7 +55,6 @@ void fuzzDeleteErrors(const QDomElement& root)
                                                         : MultipleDeleteErrorObject::Other;
         check(back.code() == expected);
         check(back.json() == error.json());
-        check(error.json().size() == 3);
     }
 }
 

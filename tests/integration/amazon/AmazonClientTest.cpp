@@ -3,6 +3,7 @@
 // to the server's address, we by the service's host names; both over TLS with the test's CA.
 #include "AmazonServerSupport.h"
 
+#include "AwsCli.h"
 #include "TestSupport.h"
 #include "connection/Exception.h"
 #include "info/Config.h"
@@ -13,8 +14,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QUuid>
 
 #include <gtest/gtest.h>
@@ -28,61 +27,34 @@ namespace {
 class AmazonClients : public NorvikTest::AmazonBucketTest
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        const QString installer = QString::fromLocal8Bit(qgetenv("NORVIK_S3_CLIENT_INSTALLER"));
-        s_installed = QProcess::execute(QStringLiteral("/bin/bash"), {installer}) == 0;
-    }
-
     void SetUp() override
     {
-        ASSERT_TRUE(s_installed) << "awscli could not be installed";
+        ASSERT_TRUE(NorvikTest::AwsCli::install()) << "awscli could not be installed";
         AmazonBucketTest::SetUp();
         ASSERT_FALSE(HasFatalFailure());
-        ASSERT_TRUE(scratch.isValid());
-
-        QFile config(scratch.filePath("aws-config"));
-        ASSERT_TRUE(config.open(QIODevice::WriteOnly));
-        config.write("[default]\nregion = us-east-1\ns3 =\n    addressing_style = path\n");
-        config.close();
-        environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("AWS_ACCESS_KEY_ID", server.accessKey);
-        environment.insert("AWS_SECRET_ACCESS_KEY", server.secretKey);
-        environment.insert("AWS_CONFIG_FILE", config.fileName());
-        environment.insert("AWS_SHARED_CREDENTIALS_FILE", scratch.filePath("none"));
-        environment.insert("AWS_CA_BUNDLE", server.caFile);
-        environment.insert("AWS_EC2_METADATA_DISABLED", "true");
-        environment.insert("AWS_PAGER", QString());
+        cli = std::make_unique<NorvikTest::AwsCli>(server.address.toString(), server.accessKey,
+                                                   server.secretKey, server.caFile);
+        ASSERT_TRUE(cli->scratch.isValid());
     }
 
     // "aws s3api" with arguments; stdout parsed as JSON when there is any.
-    QJsonObject aws(QStringList arguments)
+    QJsonObject aws(const QStringList& arguments)
     {
-        arguments =
-            QStringList{"--endpoint-url", server.address.toString(), "--output", "json", "s3api"} + arguments;
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start("/usr/bin/aws", arguments);
-        EXPECT_TRUE(process.waitForFinished(120000));
-        EXPECT_EQ(process.exitCode(), 0) << arguments.join(' ').toStdString() << "\n"
-                                         << process.readAllStandardError().toStdString();
-        return QJsonDocument::fromJson(process.readAllStandardOutput()).object();
+        const NorvikTest::AwsRun run = cli->run(QStringList{"s3api"} + arguments);
+        EXPECT_EQ(run.exitCode, 0) << arguments.join(' ').toStdString() << "\n" << run.err.toStdString();
+        return QJsonDocument::fromJson(run.out).object();
     }
 
-    static bool s_installed;
-    QTemporaryDir scratch;
-    QProcessEnvironment environment;
+    std::unique_ptr<NorvikTest::AwsCli> cli;
 };
-
-bool AmazonClients::s_installed = false;
 
 } // namespace
 
 TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
 {
-    server.setRestoreDelay(3600);
+    server.control("restore-delay?seconds=3600");
     const QByteArray data = NorvikTest::randomBytes(70000, 13);
-    QFile file(scratch.filePath("glacier.bin"));
+    QFile file(cli->scratch.filePath("glacier.bin"));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(data);
     file.close();
@@ -99,7 +71,7 @@ TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
     EXPECT_THROW(s3->prepareForDownload(bucket, "/theirs.bin", Option(Option::Standard, 1).toJson()),
                  Api::Exception::ArchiveRestoreAlreadyInProgress);
     EXPECT_FALSE(s3->checkReadyForDownload(bucket, "/theirs.bin"));
-    server.finishRestores();
+    server.control("finish-restores");
     EXPECT_TRUE(s3->checkReadyForDownload(bucket, "/theirs.bin"));
     EXPECT_EQ(download("/theirs.bin"), data);
 
@@ -111,10 +83,10 @@ TEST_F(AmazonClients, ArchiveObjectsAndRestoresBothWays)
     const QJsonObject head = aws({"head-object", "--bucket", bucket, "--key", "ours.bin"});
     EXPECT_EQ(head.value("StorageClass").toString(), "DEEP_ARCHIVE");
     EXPECT_EQ(head.value("Restore").toString(), "ongoing-request=\"true\"");
-    server.finishRestores();
+    server.control("finish-restores");
     EXPECT_TRUE(s3->checkReadyForDownload(bucket, "/ours.bin"));
-    aws({"get-object", "--bucket", bucket, "--key", "ours.bin", scratch.filePath("back.bin")});
-    QFile back(scratch.filePath("back.bin"));
+    aws({"get-object", "--bucket", bucket, "--key", "ours.bin", cli->scratch.filePath("back.bin")});
+    QFile back(cli->scratch.filePath("back.bin"));
     ASSERT_TRUE(back.open(QIODevice::ReadOnly));
     EXPECT_EQ(back.readAll(), data);
 }

@@ -53,7 +53,7 @@ protected:
 // exactly its sequence of signals.
 TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
 {
-    server.setRestoreDelay(0.5);
+    server.control("restore-delay?seconds=0.5");
     auto glacier = config;
     glacier.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::Glacier);
     Api::CloudAmazonS3 cold;
@@ -64,22 +64,13 @@ TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
     for (int i = 0; i < 100; ++i) {
         const QString path = QStringLiteral("/restore/%1.txt").arg(i);
         paths << path;
-        switch (i % 10) {
-        case 0:
-            expected[path] = QStringList{"error"};
-            break;
-        case 1:
-            s3->upload(bucket, path, {}, path.toUtf8(), QUuid());
-            expected[path] = QStringList{"ready"};
-            break;
-        case 2:
-            cold.upload(bucket, path, {}, path.toUtf8(), QUuid());
-            expected[path] = QStringList{"ask"};
-            break;
-        default:
-            cold.upload(bucket, path, {}, path.toUtf8(), QUuid());
-            expected[path] = QStringList{"waiting", "ready"};
-        }
+        const int kind = i % 10;
+        if (kind > 0)
+            (kind == 1 ? *s3 : cold).upload(bucket, path, {}, path.toUtf8(), QUuid());
+        expected[path] = kind == 0   ? QStringList{"error"}
+                         : kind == 1 ? QStringList{"ready"}
+                         : kind == 2 ? QStringList{"ask"}
+                                     : QStringList{"waiting", "ready"};
     }
 
     auto managerConfig = config;
@@ -88,12 +79,12 @@ TEST_F(AmazonEngine, ArchiveQueryManagerRestoresManyPaths)
     manager.setTimerInterval(50);
     manager.setSecondLength(10); // the Expedited minute becomes 0.6 s
     QMap<QString, QStringList> seen;
-    QObject::connect(&manager, &ArchiveQueryManager::readyForDownload,
-                     [&](const QString& p) { seen[p] << "ready"; });
-    QObject::connect(&manager, &ArchiveQueryManager::waitingChangeTier,
-                     [&](const QString& p) { seen[p] << "waiting"; });
-    QObject::connect(&manager, &ArchiveQueryManager::needChangeTier,
-                     [&](const QString& p) { seen[p] << "ask"; });
+    const auto record = [&seen](const char* what) {
+        return [&seen, what](const QString& p) { seen[p] << what; };
+    };
+    QObject::connect(&manager, &ArchiveQueryManager::readyForDownload, record("ready"));
+    QObject::connect(&manager, &ArchiveQueryManager::waitingChangeTier, record("waiting"));
+    QObject::connect(&manager, &ArchiveQueryManager::needChangeTier, record("ask"));
     QObject::connect(&manager, &ArchiveQueryManager::error, [&](const QString& p, int code, const QString&) {
         EXPECT_NE(code, 0) << p.toStdString();
         seen[p] << "error";
@@ -151,9 +142,9 @@ TEST_F(AmazonEngine, LifecyclePolicyOperations)
     EXPECT_EQ(load(), policy);
 
     // The policy is the caller's document: a cut answer comes back as it stands, not parsed.
-    server.breakAnswers(true);
+    server.control("broken-answers?on=1");
     const QByteArray cut = load();
-    server.breakAnswers(false);
+    server.control("broken-answers?on=0");
     EXPECT_TRUE(policy.startsWith(cut) && cut.size() < policy.size());
 
     const auto remove = amazon.deleteLifecyclePolicy(config);

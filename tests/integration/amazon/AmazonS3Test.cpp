@@ -53,7 +53,7 @@ TEST_F(AmazonConnection, ClassAndEncryptionGoOnNewObjectsNotOnParts)
 // such, and objects outside the archive classes are ready at once.
 TEST_F(AmazonConnection, RestoreFromDeepArchive)
 {
-    server.setRestoreDelay(1.5);
+    server.control("restore-delay?seconds=1.5");
     auto config = NorvikTest::amazonConfig(server);
     config.insert(Keys::StorageClass::Key, Keys::StorageClass::Value::GlacierDeepArchive);
     connect(config)->upload(bucket, "/cold.txt", {}, QByteArray("cold data"), QUuid());
@@ -111,9 +111,9 @@ TEST_F(AmazonConnection, AccelerationCheckedWithVersion4Only)
     EXPECT_EQ(download("/fast.txt", fast.get()), "fast");
 
     // A cut answer is refused, not read as "not enabled".
-    server.breakAnswers(true);
+    server.control("broken-answers?on=1");
     EXPECT_THROW(s3->checkAccelerate(bucket), Api::Exception::InvalidData);
-    server.breakAnswers(false);
+    server.control("broken-answers?on=0");
 
     auto v2config = NorvikTest::amazonConfig(server, "V2");
     v2config.insert(Keys::UseAccelerate, true);

@@ -32,32 +32,13 @@ AmazonServer AmazonServer::start()
     return server;
 }
 
-namespace {
-
-void control(const AmazonServer& server, const QString& request)
+void AmazonServer::control(const QString& request) const
 {
-    const QString url = server.address.toString() + QStringLiteral("/_test/") + request;
+    const QString url = address.toString() + QStringLiteral("/_test/") + request;
     const int rc = QProcess::execute(QStringLiteral("curl"),
                                      {QStringLiteral("-sf"), QStringLiteral("-X"), QStringLiteral("POST"),
-                                      QStringLiteral("--cacert"), server.caFile, url});
+                                      QStringLiteral("--cacert"), caFile, url});
     ASSERT_EQ(rc, 0) << "the test server refused " << request.toStdString();
-}
-
-} // namespace
-
-void AmazonServer::setRestoreDelay(double seconds) const
-{
-    control(*this, QStringLiteral("restore-delay?seconds=%1").arg(seconds));
-}
-
-void AmazonServer::breakAnswers(bool broken) const
-{
-    control(*this, QStringLiteral("broken-answers?on=%1").arg(broken ? 1 : 0));
-}
-
-void AmazonServer::finishRestores() const
-{
-    control(*this, QStringLiteral("finish-restores"));
 }
 
 QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature,

@@ -25,12 +25,10 @@ struct AmazonServer
     // Installs a global configuration that trusts the server's CA, sends every host name to
     // its address and retries quickly. Fails the test when the fixture left no endpoint.
     static AmazonServer start();
-    // Sets how long the server takes for a restore from now on.
-    void setRestoreDelay(double seconds) const;
-    // Ends every running restore now.
-    void finishRestores() const;
-    // Whether lifecycle and acceleration answers come cut in the middle.
-    void breakAnswers(bool broken) const;
+    // Asks the server's test interface: "restore-delay?seconds=S" (how long restores take from
+    // now on), "finish-restores" (ends every running restore now), "broken-answers?on=1|0"
+    // (whether lifecycle and acceleration answers come cut in the middle).
+    void control(const QString& request) const;
 };
 
 // The configuration of an Amazon S3 connection to the server, by its own host names.

@@ -9,16 +9,14 @@
 #include "info/Config.h"
 #include "s3/CloudAmazonS3Like.h"
 
+#include "AwsCli.h"
 #include "TestSupport.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QUuid>
 
 #include <gmock/gmock.h>
@@ -32,82 +30,18 @@ namespace Config = Norvik::Cloud::Config;
 
 constexpr int MiB = 1024 * 1024;
 
-// Swift's S3 layer as the fixture started it, with the account's S3 keys.
-QUrl swiftEndpoint()
-{
-    QFile file(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
-    if (!file.open(QIODevice::ReadOnly))
-        return QUrl();
-    return QUrl(QString::fromUtf8(file.readAll().trimmed()) + QStringLiteral("/"));
-}
 const QString AccessKey = QStringLiteral("test:tester");
 const QString SecretKey = QStringLiteral("testing");
-
-QByteArray downloadAll(CloudAmazonS3Like& s3, const QString& bucket, const QString& key,
-                       QMap<QString, QVariant>& metaData)
-{
-    QByteArray data;
-    QBuffer out(&data);
-    out.open(QIODevice::WriteOnly);
-    s3.download(bucket, key, out, metaData, QUuid());
-    return data;
-}
-
-// Debian's clients, not whatever comes first on PATH.
-const QString Aws = QStringLiteral("/usr/bin/aws");
-
-struct ProcessRun
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-ProcessRun run(const QString& program, const QStringList& arguments, const QProcessEnvironment& environment,
-               int timeoutMs = 180000)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(program, arguments);
-    ProcessRun result;
-    if (!process.waitForStarted(10000)) {
-        result.err = process.errorString().toUtf8();
-        return result;
-    }
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(5000);
-        result.err = "timed out";
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
-}
 
 class ClientInterop : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite()
-    {
-        // A fresh machine has no clients: the installer makes sure they are there, and its
-        // failure is the test's.
-        const QString installer = QString::fromLocal8Bit(qgetenv("NORVIK_S3_CLIENT_INSTALLER"));
-        const ProcessRun installed =
-            run(QStringLiteral("/bin/bash"), {installer}, QProcessEnvironment::systemEnvironment(), 600000);
-        installerOutput = installed.err;
-        clientsReady = installed.exitCode == 0;
-    }
-
     void SetUp() override
     {
-        ASSERT_TRUE(clientsReady) << "the S3 clients could not be installed:\n"
-                                  << installerOutput.toStdString();
-        ASSERT_TRUE(QFile::exists(Aws)) << "missing " << Aws.toStdString();
-        endpoint = swiftEndpoint();
-        ASSERT_FALSE(endpoint.isEmpty()) << "the swift test server did not start";
-        ASSERT_TRUE(scratch.isValid());
+        ASSERT_TRUE(NorvikTest::AwsCli::install()) << "the S3 clients could not be installed";
+        QFile endpointFile(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
+        ASSERT_TRUE(endpointFile.open(QIODevice::ReadOnly)) << "the swift test server did not start";
+        endpoint = QUrl(QString::fromUtf8(endpointFile.readAll().trimmed()) + QStringLiteral("/"));
         s3 = std::make_unique<CloudAmazonS3Like>(Norvik::Cloud::Type::AmazonS3Like);
         ASSERT_TRUE(s3->setConfig({{Config::Type, Norvik::Cloud::Name::AmazonS3Like},
                                    {Config::Id, QUuid::createUuid()},
@@ -119,35 +53,16 @@ protected:
         bucket = QStringLiteral("s3-clients-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
         ASSERT_TRUE(s3->createContainers({{"name", bucket}}));
 
-        // Path-style addressing and no settings of the machine's user.
-        const QString config = scratch.filePath(QStringLiteral("aws-config"));
-        QFile file(config);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("[default]\nregion = us-east-1\ns3 =\n    addressing_style = path\n");
-        file.close();
-        environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("AWS_ACCESS_KEY_ID"), AccessKey);
-        environment.insert(QStringLiteral("AWS_SECRET_ACCESS_KEY"), SecretKey);
-        environment.insert(QStringLiteral("AWS_DEFAULT_REGION"), QStringLiteral("us-east-1"));
-        environment.insert(QStringLiteral("AWS_CONFIG_FILE"), config);
-        environment.insert(QStringLiteral("AWS_SHARED_CREDENTIALS_FILE"),
-                           scratch.filePath(QStringLiteral("none")));
-        environment.insert(QStringLiteral("AWS_EC2_METADATA_DISABLED"), QStringLiteral("true"));
-        environment.insert(QStringLiteral("AWS_PAGER"), QString());
-        environment.remove(QStringLiteral("AWS_CA_BUNDLE"));
-        environment.remove(QStringLiteral("AWS_PROFILE"));
+        cli = std::make_unique<NorvikTest::AwsCli>(endpoint.toString(QUrl::StripTrailingSlash), AccessKey,
+                                                   SecretKey);
+        ASSERT_TRUE(cli->scratch.isValid());
     }
 
+    // The bucket's deletion answers 204, which arrives as NoContent.
     void TearDown() override
     {
-        if (s3)
-            removeBucket();
-    }
-
-    // Deletes the objects and the bucket. The bucket's deletion answers 204, which arrives as
-    // NoContent (the job boundary counts it as done).
-    void removeBucket()
-    {
+        if (!s3)
+            return;
         QString marker;
         do {
             for (const QJsonValue& entry : s3->listing(bucket, QString(), marker, QString(), 1000).array())
@@ -156,16 +71,7 @@ protected:
         EXPECT_THROW(s3->removeContainers(bucket), Norvik::Cloud::Api::Exception::NoContent);
     }
 
-    QString endpointText() const { return endpoint.toString(QUrl::StripTrailingSlash); }
-
-    ProcessRun aws(const QStringList& arguments)
-    {
-        return run(Aws,
-                   QStringList{QStringLiteral("--endpoint-url"), endpointText(), QStringLiteral("--output"),
-                               QStringLiteral("json")} +
-                       arguments,
-                   environment);
-    }
+    NorvikTest::AwsRun aws(const QStringList& arguments) { return cli->run(arguments); }
 
     // One object in one piece and one in two parts, both with the metadata of the application.
     QList<QPair<QString, QByteArray>> uploadOurObjects()
@@ -192,7 +98,7 @@ protected:
 
     QString writeFile(const QString& name, const QByteArray& data)
     {
-        const QString path = scratch.filePath(name);
+        const QString path = cli->scratch.filePath(name);
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
             ADD_FAILURE() << "cannot write " << path.toStdString();
@@ -205,27 +111,24 @@ protected:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    static inline bool clientsReady = false;
-    static inline QByteArray installerOutput;
-
     QUrl endpoint;
     std::unique_ptr<CloudAmazonS3Like> s3;
     QString bucket;
-    QTemporaryDir scratch;
-    QProcessEnvironment environment;
+    std::unique_ptr<NorvikTest::AwsCli> cli;
 };
 
 TEST_F(ClientInterop, ObjectsWeUploadAreReadByAwsCli)
 {
     const QList<QPair<QString, QByteArray>> objects = uploadOurObjects();
     for (const auto& object : objects) {
-        const QString target = scratch.filePath(QStringLiteral("aws-download"));
-        const ProcessRun get =
+        const QString target = cli->scratch.filePath(QStringLiteral("aws-download"));
+        const NorvikTest::AwsRun get =
             aws({"s3api", "get-object", "--bucket", bucket, "--key", object.first, target});
         ASSERT_EQ(get.exitCode, 0) << get.err.toStdString();
         EXPECT_EQ(readFile(target), object.second) << object.first.toStdString();
 
-        const ProcessRun head = aws({"s3api", "head-object", "--bucket", bucket, "--key", object.first});
+        const NorvikTest::AwsRun head =
+            aws({"s3api", "head-object", "--bucket", bucket, "--key", object.first});
         ASSERT_EQ(head.exitCode, 0) << head.err.toStdString();
         const QJsonObject answer = QJsonDocument::fromJson(head.out).object();
         EXPECT_EQ(answer.value("ContentLength").toInt(), object.second.size());
@@ -244,12 +147,13 @@ TEST_F(ClientInterop, ObjectsTheClientsUploadAreListedAndDownloaded)
     const QByteArray awsSmall = NorvikTest::randomBytes(2000, 72);
 
     // awscli sends files over 8 MiB in parts of 8 MiB.
-    const ProcessRun big =
+    const NorvikTest::AwsRun big =
         aws({"s3", "cp", writeFile("aws-big", awsBig), QStringLiteral("s3://%1/aws/big file.bin").arg(bucket),
              "--metadata", "nk-realsize=999"});
     ASSERT_EQ(big.exitCode, 0) << big.err.toStdString();
-    const ProcessRun small = aws({"s3api", "put-object", "--bucket", bucket, "--key", "aws/small.bin",
-                                  "--body", writeFile("aws-small", awsSmall), "--content-encoding", "gzip"});
+    const NorvikTest::AwsRun small =
+        aws({"s3api", "put-object", "--bucket", bucket, "--key", "aws/small.bin", "--body",
+             writeFile("aws-small", awsSmall), "--content-encoding", "gzip"});
     ASSERT_EQ(small.exitCode, 0) << small.err.toStdString();
     const QMap<QString, QByteArray> expected{{"/aws/big file.bin", awsBig}, {"/aws/small.bin", awsSmall}};
     QMap<QString, quint64> listed;
@@ -267,14 +171,16 @@ TEST_F(ClientInterop, ObjectsTheClientsUploadAreListedAndDownloaded)
     EXPECT_THAT(tags.value("/aws/big file.bin").toStdString(), ::testing::EndsWith("-2\""));
     for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
         EXPECT_EQ(listed.value(it.key()), static_cast<quint64>(it.value().size())) << it.key().toStdString();
+        QByteArray data;
+        QBuffer out(&data);
+        out.open(QIODevice::WriteOnly);
         QMap<QString, QVariant> metaData;
-        EXPECT_EQ(downloadAll(*s3, bucket, it.key(), metaData), it.value()) << it.key().toStdString();
-        if (it.key() == QLatin1String("/aws/big file.bin")) {
-            EXPECT_EQ(metaData.value(CloudFileMetaData::RealSize).toString(), "999");
-        }
-        if (it.key() == QLatin1String("/aws/small.bin")) {
-            EXPECT_EQ(metaData.value(CloudFileMetaData::ContentEncoding).toString(), "gzip");
-        }
+        s3->download(bucket, it.key(), out, metaData, QUuid());
+        EXPECT_EQ(data, it.value()) << it.key().toStdString();
+        const bool isBig = it.key().startsWith("/aws/big");
+        EXPECT_EQ(metaData.value(isBig ? CloudFileMetaData::RealSize : CloudFileMetaData::ContentEncoding)
+                      .toString(),
+                  isBig ? "999" : "gzip");
     }
 
     // Ranges of a client's multipart object cross its part boundaries.

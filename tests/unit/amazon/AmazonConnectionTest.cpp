@@ -93,26 +93,3 @@ TEST(AmazonConnections, StorageClassAndEncryptionHeaders)
     ASSERT_TRUE(d.setConfig(config));
     EXPECT_FALSE(d.header({}).contains("x-amz-storage-class"));
 }
-
-// The hosts of the China partition and of the UB variant, as signed URLs show them.
-TEST(AmazonConnections, ChinaAndUbEndpoints)
-{
-    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3600);
-    Api::CloudAmazonS3Chinese china;
-    ASSERT_TRUE(china.setConfig(configOf(Type::AmazonS3Chinese, "V2", false)));
-    const QString chinaUrl = china.signUrl("bucket", "/a.txt", true, expires);
-    EXPECT_TRUE(
-        chinaUrl.startsWith("https://bucket.s3.cn-north-1.amazonaws.com.cn/bucket/a.txt?AWSAccessKeyId="))
-        << chinaUrl.toStdString();
-
-    Api::CloudNorvikUbAmazonS3 ub;
-    auto config = configOf(Type::NorvikUbAmazonS3, "V4", false);
-    config.insert(Config::AmazonS3Like::Region, QStringLiteral("eu-west-1"));
-    ASSERT_TRUE(ub.setConfig(config));
-    const QString url = ub.signUrl("bucket", "/a.txt", true, expires);
-    EXPECT_TRUE(url.startsWith("https://bucket.s3.eu-west-1.amazonaws.com/a.txt?")) << url.toStdString();
-    EXPECT_TRUE(url.contains("/eu-west-1/s3/aws4_request")) << url.toStdString();
-    // Upper-case bucket names cannot be host names: path style on the service's "s3." host.
-    EXPECT_TRUE(
-        ub.signUrl("Bucket", "/a.txt", true, expires).startsWith("https://s3.amazonaws.com/Bucket/a.txt?"));
-}

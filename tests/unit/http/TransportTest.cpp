@@ -10,22 +10,16 @@
 #include <NorvikCore/GlobalConfig.h>
 
 #include <QBuffer>
-#include <QFile>
 #include <QTemporaryFile>
 
 #include <gmock/gmock.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -87,43 +81,6 @@ Server::Response answer(int status, const QByteArray& body = QByteArray())
     return response;
 }
 
-QSharedPointer<QIODevice> readBuffer(const QByteArray& data, qint64 position = 0)
-{
-    auto buffer = QSharedPointer<QBuffer>::create();
-    buffer->setData(data);
-    buffer->open(QIODevice::ReadOnly);
-    buffer->seek(position);
-    return buffer;
-}
-
-// A source whose reads fail, as a file on a failing disk does.
-class FailingSource : public QIODevice
-{
-public:
-    FailingSource() { open(QIODevice::ReadOnly); }
-
-protected:
-    qint64 readData(char*, qint64) override { return -1; }
-    qint64 writeData(const char*, qint64) override { return -1; }
-};
-
-// Begun requests and failed attempts of one verb since construction.
-class CountDelta
-{
-public:
-    explicit CountDelta(QPair<quint64, quint64> (*read)())
-        : m_read(read)
-        , m_start(read())
-    {
-    }
-    quint64 begun() const { return m_read().first - m_start.first; }
-    quint64 failed() const { return m_read().second - m_start.second; }
-
-private:
-    QPair<quint64, quint64> (*m_read)();
-    QPair<quint64, quint64> m_start;
-};
-
 class Transport : public ::testing::Test
 {
 protected:
@@ -179,25 +136,13 @@ TEST_F(Transport, SuccessStatusesDependOnTheVerb)
         probe.failures.clear();
         HeaderMap headers;
         QByteArray out;
-        const auto call = [&] {
-            switch (c.verb) {
-            case Private::GET:
-                probe.get(url(), headers, out, QUuid());
-                break;
-            case Private::PUT:
-                probe.put(url(), headers, QByteArray("data"), QUuid());
-                break;
-            case Private::POST:
-                probe.post(url(), headers, QByteArray("data"), QUuid());
-                break;
-            case Private::DELETE:
-                probe.delete_(url(), headers);
-                break;
-            case Private::HEAD:
-                probe.head(url(), headers);
-                break;
-            }
-        };
+        const QMap<Private::RequestType, std::function<void()>> calls{
+            {Private::GET, [&] { probe.get(url(), headers, out, QUuid()); }},
+            {Private::PUT, [&] { probe.put(url(), headers, QByteArray("data"), QUuid()); }},
+            {Private::POST, [&] { probe.post(url(), headers, QByteArray("data"), QUuid()); }},
+            {Private::DELETE, [&] { probe.delete_(url(), headers); }},
+            {Private::HEAD, [&] { probe.head(url(), headers); }}};
+        const auto call = calls.value(c.verb);
         if (c.success) {
             EXPECT_NO_THROW(call());
             EXPECT_TRUE(probe.failures.isEmpty());
@@ -211,77 +156,67 @@ TEST_F(Transport, SuccessStatusesDependOnTheVerb)
 
 // --- Failures decided by the status ------------------------------------------------------------
 
+// Checks that thrown holds an E for which ok (when given) holds.
+template <typename E>
+std::function<void(std::exception_ptr)> is(std::function<bool(const E&)> ok = {})
+{
+    return [ok](std::exception_ptr thrown) {
+        try {
+            std::rethrow_exception(thrown);
+        } catch (const E& e) {
+            EXPECT_TRUE(!ok || ok(e));
+        } catch (...) {
+            ADD_FAILURE() << "another class was thrown";
+        }
+    };
+}
+
 TEST_F(Transport, ExceptionsFromTheFactoryAreRetriedByTheirKind)
 {
-    struct Case
-    {
-        const char* name;
-        std::function<void(int, const QByteArray&)> raise;
-        int attempts;
-        int failedAttempts;
-        std::function<void()> check; // rethrows and inspects what the verb threw
+    using Raise = std::function<void(int, const QByteArray&)>;
+    const auto message = [](const char* text) {
+        return is<Exception::Unknown>([text](const Exception::Unknown& e) { return e.message() == text; });
     };
-    std::exception_ptr thrown;
-    const auto rethrown = [&] { std::rethrow_exception(thrown); };
-    const QList<Case> cases{
-        {"final operation error", throwFinal, 1, 1, [&] { EXPECT_THROW(rethrown(), Exception::Operation); }},
+    const std::tuple<const char*, Raise, int, int, std::function<void(std::exception_ptr)>> cases[] = {
+        {"final operation error", throwFinal, 1, 1, is<Exception::Operation>()},
         {"operation error to retry",
          [](int status, const QByteArray& body) { throw Exception::Operation(status, body, "again", true); },
-         Attempts, Attempts, [&] { EXPECT_THROW(rethrown(), Exception::Operation); }},
+         Attempts, Attempts, is<Exception::Operation>()},
         {"answer below 400", [](int, const QByteArray&) { throw Exception::NoContent(); }, 1, 0,
-         [&] { EXPECT_THROW(rethrown(), Exception::NoContent); }},
+         is<Exception::NoContent>()},
         {"exception of the family", [](int, const QByteArray&) { throw Exception::Unknown("family"); },
-         Attempts, Attempts,
-         [&] {
-             try {
-                 rethrown();
-             } catch (const Exception::Unknown& e) {
-                 EXPECT_EQ(e.message(), "family");
-             }
-         }},
+         Attempts, Attempts, message("family")},
         {"system error",
          [](int, const QByteArray&) {
              throw std::system_error(ECONNRESET, std::generic_category(), "reset");
          },
          Attempts, Attempts,
-         [&] {
-             try {
-                 rethrown();
-             } catch (const Exception::Network& e) {
-                 EXPECT_EQ(e.code(), ECONNRESET);
-             }
-         }},
+         is<Exception::Network>([](const Exception::Network& e) { return e.code() == ECONNRESET; })},
         {"standard exception", [](int, const QByteArray&) { throw std::runtime_error("standard"); }, Attempts,
-         Attempts,
-         [&] {
-             try {
-                 rethrown();
-             } catch (const Exception::Unknown& e) {
-                 EXPECT_EQ(e.message(), "standard");
-             }
-         }},
+         Attempts, message("standard")},
         {"anything else", [](int, const QByteArray&) { throw 42; }, Attempts, Attempts,
-         [&] { EXPECT_THROW(rethrown(), Exception::Unknown); }},
+         is<Exception::Unknown>()},
     };
 
     serve(answer(500));
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, raise, attempts, failedAttempts, check] : cases) {
+        SCOPED_TRACE(name);
         server.clearRequests();
-        probe.raise = c.raise;
-        const CountDelta counts(&Private::requestDeleteCount);
+        probe.raise = raise;
+        const auto before = Private::requestDeleteCount(); // begun requests and failed attempts
         HeaderMap headers;
-        thrown = nullptr;
+        std::exception_ptr thrown;
         try {
             probe.delete_(url(), headers);
         } catch (...) {
             thrown = std::current_exception();
         }
         ASSERT_TRUE(thrown);
-        c.check();
-        EXPECT_EQ(server.requestCount(), c.attempts);
-        EXPECT_EQ(counts.begun(), static_cast<quint64>(c.attempts));
-        EXPECT_EQ(counts.failed(), static_cast<quint64>(c.failedAttempts));
+        check(thrown);
+        EXPECT_EQ(server.requestCount(), attempts);
+        const auto after = Private::requestDeleteCount();
+        EXPECT_EQ(after.first - before.first, static_cast<quint64>(attempts));
+        EXPECT_EQ(after.second - before.second, static_cast<quint64>(failedAttempts));
     }
 }
 
@@ -316,7 +251,10 @@ TEST_F(Transport, TimeOutEndsAGetAtOnceButRepeatsAPut)
 
 TEST_F(Transport, FailedPutLeavesTheDeviceAtItsPosition)
 {
-    const QSharedPointer<QIODevice> source = readBuffer("skippayload", 4);
+    const auto source = QSharedPointer<QBuffer>::create();
+    source->setData("skippayload");
+    source->open(QIODevice::ReadOnly);
+    source->seek(4);
     HeaderMap headers;
 
     // Refused by the service, through exceptionFactory, after every attempt.
@@ -344,39 +282,33 @@ TEST_F(Transport, FailedPutLeavesTheDeviceAtItsPosition)
 TEST_F(Transport, RetriedGetLeavesNoBytesOfALongerFailedAttempt)
 {
     // A retried error document longer than the object that finally arrives must not stay
-    // behind the object, in a buffer or in a file.
+    // behind the object, in a buffer or in a file; data the caller had beyond the write
+    // position is not ours to cut.
     const QByteArray longError(5000, 'E');
     const QByteArray object("tiny object");
-    server.setHandler([&](const Server::Request& request) {
-        return request.connection == 1 ? answer(500, longError) : answer(200, object);
-    });
-    HeaderMap headers;
     QByteArray stored;
     QBuffer buffer(&stored);
     buffer.open(QIODevice::ReadWrite);
-    probe.get(url(), headers, &buffer, QUuid());
-    EXPECT_EQ(stored, object);
-
-    server.setHandler([&](const Server::Request& request) {
-        return request.connection == 3 ? answer(500, longError) : answer(200, object);
-    });
     QTemporaryFile file;
     ASSERT_TRUE(file.open());
     file.write("keep:");
-    probe.get(url(), headers, &file, QUuid());
-    file.flush();
-    EXPECT_EQ(file.size(), 5 + object.size());
-    file.seek(0);
-    EXPECT_EQ(file.readAll(), "keep:" + object);
-
-    // Data the caller had beyond the write position is not ours to cut.
     QByteArray prefilled(10000, 'P');
     QBuffer full(&prefilled);
     full.open(QIODevice::ReadWrite);
+    int failing = 1;
     server.setHandler([&](const Server::Request& request) {
-        return request.connection == 5 ? answer(500, longError) : answer(200, object);
+        return request.connection == failing ? answer(500, longError) : answer(200, object);
     });
-    probe.get(url(), headers, &full, QUuid());
+    HeaderMap headers;
+    for (QIODevice* device :
+         {static_cast<QIODevice*>(&buffer), static_cast<QIODevice*>(&file), static_cast<QIODevice*>(&full)}) {
+        probe.get(url(), headers, device, QUuid());
+        failing += 2;
+    }
+    EXPECT_EQ(stored, object);
+    file.flush();
+    file.seek(0);
+    EXPECT_EQ(file.readAll(), "keep:" + object);
     EXPECT_EQ(prefilled.size(), 10000);
     EXPECT_TRUE(prefilled.startsWith(object));
 }

@@ -16,6 +16,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -60,7 +61,7 @@ void PrintTo(const Route& route, std::ostream* out)
 std::unique_ptr<CloudAmazonS3LikePrivate> privateFor(const Route& route)
 {
     std::unique_ptr<CloudAmazonS3LikePrivate> s3;
-    if (route.type == Type::AmazonS3) {
+    if (route.type != Type::AmazonS3Like && route.type != Type::AlibabaCloud) {
         auto amazon = std::make_unique<CloudAmazonS3Private>(route.type);
         amazon->setUseAccelerate(route.accelerate);
         s3 = std::move(amazon);
@@ -112,10 +113,7 @@ INSTANTIATE_TEST_SUITE_P(ServiceWithRegions, RequestRoute, ::testing::Values(
           "https://bucket.oss-cn-hangzhou.aliyuncs.com/dir/key", "bucket.oss-cn-hangzhou.aliyuncs.com"},
     Route{"UpperCaseBucketGoesIntoTheResourceWithV4", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
           "oss-eu-central-1", false, "Bucket", true,
-          "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"},
-    Route{"PathStyleWithoutRegionIgnoresTheConfiguredOne", Type::AlibabaCloud, false, V4, "https://aliyuncs.com/",
-          "oss-eu-central-1", false, "Bucket", false,
-          "https://s3.aliyuncs.com/Bucket/dir/key", "s3.aliyuncs.com"}));
+          "https://oss-eu-central-1.aliyuncs.com/Bucket/dir/key", "oss-eu-central-1.aliyuncs.com"}));
 
 // Amazon S3 chooses its hosts itself: region prefixes with V4 only, acceleration, and path
 // style for names that cannot be host labels.
@@ -128,9 +126,11 @@ INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
           false, "bucket", false, "https://bucket.s3.amazonaws.com/dir/key", "bucket.s3.amazonaws.com"},
     Route{"AcceleratedWithV4", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2", true,
           "bucket", true, "https://bucket.s3-accelerate.amazonaws.com/dir/key", "bucket.s3-accelerate.amazonaws.com"},
-    Route{"DigitFirstNamesStayVirtualHosts", Type::AmazonS3, false, V4, "https://amazonaws.com/", "us-west-2",
-          false, "1bucket", true, "https://1bucket.s3.us-west-2.amazonaws.com/dir/key",
-          "1bucket.s3.us-west-2.amazonaws.com"},
+    Route{"ChinaPartitionNamesTheRegionOnce", Type::AmazonS3Chinese, false, V4, "https://cn-north-1.amazonaws.com.cn",
+          "cn-north-1", false, "bucket", true, "https://bucket.s3.cn-north-1.amazonaws.com.cn/dir/key",
+          "bucket.s3.cn-north-1.amazonaws.com.cn"},
+    Route{"UbVariantAsAmazon", Type::NorvikUbAmazonS3, false, V4, "https://amazonaws.com/", "eu-west-1", false,
+          "bucket", true, "https://bucket.s3.eu-west-1.amazonaws.com/dir/key", "bucket.s3.eu-west-1.amazonaws.com"},
     Route{"UpperCaseBucketIsPathStyleWithoutAcceleration", Type::AmazonS3, false, V4, "https://amazonaws.com/",
           "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
 // clang-format on
@@ -152,9 +152,7 @@ TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
     auto withoutEndpoint = complete;
     withoutEndpoint.remove(Norvik::Cloud::Api::Config::Http::Endpoint);
     EXPECT_FALSE(s3.setConfig(withoutEndpoint));
-    CloudAmazonS3Like dreamObjects(Type::DreamObjects);
-    ASSERT_TRUE(dreamObjects.setConfig(withoutEndpoint));
-    EXPECT_EQ(dreamObjects.endpoint(), QUrl(QStringLiteral("http://objects-us-east-1.dream.io/")));
+    EXPECT_TRUE(CloudAmazonS3Like(Type::DreamObjects).setConfig(withoutEndpoint));
 
     // Plain HTTP unless asked otherwise, whatever scheme the address had.
     auto https = complete;
@@ -212,33 +210,26 @@ TEST_F(BucketRegion, IsAskedOfTheLocationInTheDefaultRegion)
                 ::testing::HasSubstr("/us-east-1/s3/aws4_request"));
 }
 
-TEST_F(BucketRegion, EmptyAndLegacyNamesAreTranslated)
+TEST_F(BucketRegion, IsTranslatedOrTakenFromTheRefusalsThatNameIt)
 {
-    answer(200, location(""));
-    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "us-east-1");
-    answer(200, "<LocationConstraint/>");
-    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "us-east-1");
-    answer(200, location("EU"));
-    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "eu-west-1");
-}
-
-TEST_F(BucketRegion, IsTakenFromTheRefusalsThatNameIt)
-{
-    answer(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>wrong region</Message>"
-                "<Region>eu-north-1</Region></Error>");
-    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "eu-north-1");
-
-    answer(
-        307,
-        "<Error><Code>TemporaryRedirect</Code><Endpoint>bucket.s3.sa-east-1.amazonaws.com</Endpoint></Error>",
-        "sa-east-1");
-    EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), "sa-east-1");
-
-    // A redirect that does not say the region leaves as it came.
-    answer(307, "<Error><Code>TemporaryRedirect</Code><Endpoint>bucket.s3.sa-east-1.amazonaws.com</"
-                "Endpoint></Error>");
+    const QByteArray redirect =
+        "<Error><Code>TemporaryRedirect</Code><Endpoint>bucket.s3.sa-east-1.amazonaws.com</Endpoint></Error>";
+    const QByteArray malformed = "<Error><Code>AuthorizationHeaderMalformed</Code><Message>m</Message>";
+    const std::tuple<int, QByteArray, QByteArray, QString> cases[] = {
+        {200, location(""), {}, "us-east-1"},
+        {200, "<LocationConstraint/>", {}, "us-east-1"},
+        {200, location("EU"), {}, "eu-west-1"},
+        {400, malformed + "<Region>eu-north-1</Region></Error>", {}, "eu-north-1"},
+        {307, redirect, "sa-east-1", "sa-east-1"},
+    };
+    for (const auto& [status, body, header, region] : cases) {
+        answer(status, body, header);
+        EXPECT_EQ(s3.checkBucketRegion(QStringLiteral("bucket")), region) << body.toStdString();
+    }
+    // A refusal that does not say the region leaves as it came.
+    answer(307, redirect);
     EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::TemporaryRedirect);
-    answer(400, "<Error><Code>AuthorizationHeaderMalformed</Code><Message>no region</Message></Error>");
+    answer(400, malformed + "</Error>");
     EXPECT_THROW(s3.checkBucketRegion(QStringLiteral("bucket")), Exception::Operation);
 }
 

@@ -1,5 +1,4 @@
-// The S3 connection never batch-deletes with signature version 2, and Amazon's hosts name the
-// region once, in the China partition too.
+// The S3 connection never batch-deletes with signature version 2.
 
 #include "S3TestConfig.h"
 
@@ -7,7 +6,6 @@
 #include "engine/JobFormat.h"
 #include "operations/MultipleDelete.h"
 #include "s3/CloudAmazonS3Like.h"
-#include "s3/CloudAmazonS3Private.h"
 
 #include <gtest/gtest.h>
 
@@ -40,23 +38,6 @@ TEST(S3ConnectionRules, BatchDeletesAreRefusedWithSignatureVersion2)
         else
             multipleDelete(&s3, job);
         EXPECT_EQ(s3.batches, signature == "V2" ? 0 : 1);
-    }
-}
-
-TEST(S3ConnectionRules, AmazonHostsNameTheRegionOnce)
-{
-    const std::tuple<Type, const char*, const char*, const char*> cases[] = {
-        {Type::AmazonS3, "https://amazonaws.com", "us-east-1", "https://bucket.s3.amazonaws.com"},
-        {Type::AmazonS3, "https://amazonaws.com", "eu-west-1", "https://bucket.s3.eu-west-1.amazonaws.com"},
-        {Type::AmazonS3Chinese, "https://cn-north-1.amazonaws.com.cn", "cn-north-1",
-         "https://bucket.s3.cn-north-1.amazonaws.com.cn"},
-    };
-    for (const auto& [type, endpoint, region, expected] : cases) {
-        Api::CloudAmazonS3Private amazon(type);
-        ASSERT_TRUE(amazon.setConfig(NorvikTest::s3Config(QUrl(endpoint), "V4", region)));
-        amazon.setSignature(Info::AmazonS3Like::V4);
-        amazon.setEndpoint(QUrl(endpoint));
-        EXPECT_EQ(amazon.requestEndpoint("bucket", true).toString(), expected);
     }
 }
 

@@ -11,60 +11,12 @@
 #include <QJsonObject>
 #include <QUuid>
 
-#include <curlpp/Easy.hpp>
-#include <curlpp/Infos.hpp>
-#include <curlpp/Options.hpp>
-
 #include <iostream>
-#include <sstream>
 
 namespace NorvikTest {
 
-namespace {
-
-QUrl endpointFrom(const char* variable)
-{
-    QFile file(QString::fromLocal8Bit(qgetenv(variable)));
-    if (!file.open(QIODevice::ReadOnly))
-        return QUrl();
-    return QUrl(QString::fromUtf8(file.readAll().trimmed()) + QStringLiteral("/"));
-}
-
-} // namespace
-
-S3Server swiftS3()
-{
-    return {endpointFrom("NORVIK_SWIFT_ENDPOINT_FILE"), QStringLiteral("test:tester"),
-            QStringLiteral("testing")};
-}
-
-S3Server s3rver()
-{
-    S3Server server{endpointFrom("NORVIK_S3RVER_ENDPOINT_FILE"), QStringLiteral("S3RVER"),
-                    QStringLiteral("S3RVER")};
-    server.verifiesSignatures = false;
-    server.signatures = QStringList{QStringLiteral("V4")};
-    server.nextMarkerWithDelimiter = false;
-    return server;
-}
-
-S3Server serverUnderTest()
-{
-    const QByteArray name = qgetenv("NORVIK_S3_SERVER");
-    if (name == "swift")
-        return swiftS3();
-    if (name == "s3rver")
-        return s3rver();
-    return S3Server();
-}
-
-std::vector<QString> signaturesUnderTest()
-{
-    // Read before the server starts: only the server's kind matters here.
-    const QStringList signatures =
-        qgetenv("NORVIK_S3_SERVER") == "s3rver" ? s3rver().signatures : swiftS3().signatures;
-    return std::vector<QString>(signatures.cbegin(), signatures.cend());
-}
+using Norvik::Cloud::Api::CloudAmazonS3Like;
+using Norvik::Cloud::Api::ListingObject;
 
 QMap<QString, QVariant> configFor(const S3Server& server, const QString& signature)
 {
@@ -80,93 +32,51 @@ QMap<QString, QVariant> configFor(const S3Server& server, const QString& signatu
     };
 }
 
-std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3Like> connectTo(const S3Server& server,
-                                                                 const QString& signature)
-{
-    auto s3 = std::make_unique<Norvik::Cloud::Api::CloudAmazonS3Like>(Norvik::Cloud::Type::AmazonS3Like);
-    if (!s3->setConfig(configFor(server, signature)))
-        return nullptr;
-    return s3;
-}
-
-QString uniqueBucket(const QString& prefix)
-{
-    return QStringLiteral("%1-%2").arg(prefix, QUuid::createUuid().toString(QUuid::Id128).left(12));
-}
-
-QStringList objectNames(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString& bucket,
-                        const QString& prefix)
+QStringList objectNames(CloudAmazonS3Like& s3, const QString& bucket)
 {
     QStringList names;
     QString marker;
     do {
-        const QJsonArray page = s3.listing(bucket, prefix, marker, QString(), 1000).array();
-        for (const QJsonValue& entry : page)
-            names << Norvik::Cloud::Api::ListingObject(entry.toObject()).name();
+        for (const QJsonValue& entry : s3.listing(bucket, QString(), marker, QString(), 1000).array())
+            names << ListingObject(entry.toObject()).name();
     } while (!marker.isEmpty());
     return names;
 }
 
-void removeBucket(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString& bucket)
+QByteArray downloadAll(CloudAmazonS3Like& s3, const QString& bucket, const QString& key)
 {
-    namespace Exception = Norvik::Cloud::Api::Exception;
-    try {
-        for (const QString& name : objectNames(s3, bucket))
-            s3.delete_(bucket, Norvik::Cloud::Api::ListingObject(name, QDateTime(), 0, {}, {}, false).json());
-        s3.removeContainers(bucket);
-    } catch (const Exception::NoContent&) {
-        // The bucket is gone.
-    } catch (const Exception::Base& e) {
-        std::cerr << "bucket " << bucket.toStdString() << " left behind: " << e.message().toStdString()
-                  << '\n';
-    }
-}
-
-QSharedPointer<QIODevice> readBuffer(const QByteArray& data)
-{
-    auto buffer = QSharedPointer<QBuffer>::create();
-    buffer->setData(data);
-    buffer->open(QIODevice::ReadOnly);
-    return buffer;
-}
-
-QByteArray downloadAll(Norvik::Cloud::Api::CloudAmazonS3Like& s3, const QString& bucket, const QString& key,
-                       QMap<QString, QVariant>* metaData)
-{
-    QByteArray data;
-    QBuffer out(&data);
+    QBuffer out;
     out.open(QIODevice::WriteOnly);
-    QMap<QString, QVariant> ignored;
-    s3.download(bucket, key, out, metaData ? *metaData : ignored, QUuid());
-    return data;
+    QMap<QString, QVariant> metaData;
+    s3.download(bucket, key, out, metaData, QUuid());
+    return out.data();
 }
 
 void S3BucketTest::SetUp()
 {
-    server = serverUnderTest();
-    ASSERT_FALSE(server.endpoint.isEmpty())
-        << "the test server did not start (NORVIK_S3_SERVER: " << qgetenv("NORVIK_S3_SERVER").toStdString()
-        << ")";
-    s3 = connectTo(server, GetParam());
-    ASSERT_TRUE(s3);
-    bucket = uniqueBucket(QStringLiteral("s3-test"));
+    QFile file(QString::fromLocal8Bit(qgetenv("NORVIK_SWIFT_ENDPOINT_FILE")));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << "the swift test server did not start";
+    server.endpoint = QUrl(QString::fromUtf8(file.readAll().trimmed()) + QStringLiteral("/"));
+    s3 = std::make_unique<CloudAmazonS3Like>(Norvik::Cloud::Type::AmazonS3Like);
+    ASSERT_TRUE(s3->setConfig(configFor(server, GetParam())));
+    bucket = QStringLiteral("s3-test-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
     ASSERT_TRUE(s3->createContainers({{"name", bucket}}));
 }
 
 void S3BucketTest::TearDown()
 {
-    if (s3)
-        removeBucket(*s3, bucket);
-}
-
-QPair<long, QByteArray> plainGet(const QString& url)
-{
-    std::ostringstream body;
-    curlpp::Easy request;
-    request.setOpt(curlpp::options::Url(url.toStdString()));
-    request.setOpt(curlpp::options::WriteStream(&body));
-    request.perform();
-    return qMakePair(curlpp::infos::ResponseCode::get(request), QByteArray::fromStdString(body.str()));
+    if (!s3)
+        return;
+    try {
+        for (const QString& name : objectNames(*s3, bucket))
+            s3->delete_(bucket, ListingObject(name, QDateTime(), 0, {}, {}, false).json());
+        s3->removeContainers(bucket);
+    } catch (const Norvik::Cloud::Api::Exception::NoContent&) {
+        // The bucket is gone.
+    } catch (const Norvik::Cloud::Api::Exception::Base& e) {
+        std::cerr << "bucket " << bucket.toStdString() << " left behind: " << e.message().toStdString()
+                  << '\n';
+    }
 }
 
 } // namespace NorvikTest
