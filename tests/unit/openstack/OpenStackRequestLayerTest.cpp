@@ -284,25 +284,24 @@ TEST(OpenStackErrors, StatusAndPageGiveTheException)
         QByteArray contentType, body;
         bool withToken;
         const std::type_info& type;
-        bool retry;
         QString message;
     } cases[] = {
-        {204, "", "", true, typeid(Exception::NoContent), false, {}},
-        {204, "", "", false, typeid(Exception::AutorizationResult), false, {}},
+        {204, "", "", true, typeid(Exception::NoContent), {}},
+        {204, "", "", false, typeid(Exception::AutorizationResult), {}},
         {404, "text/html", "<html><h1>Not Found</h1><p>gone</p></html>", true, typeid(Exception::NoContent),
-         false, "gone"},
+         "gone"},
         {400, "text/html", "<html><h1>Bad Request</h1><p>bad</p></html>", true, typeid(Exception::Operation),
-         false, "bad"},
+         "bad"},
         {401, "text/html", "<html><h1>Unauthorized</h1><p>who</p></html>", true,
-         typeid(Exception::InvalidAutorizationAccount), false, "who"},
+         typeid(Exception::InvalidAutorizationAccount), "who"},
         {401, "application/json", R"({"error":{"code":401,"title":"Unauthorized","message":"needs auth"}})",
-         false, typeid(Exception::InvalidAutorizationAccount), false, "needs auth"},
+         false, typeid(Exception::InvalidAutorizationAccount), "needs auth"},
         {403, "text/html", "<html><h1>Forbidden</h1><p>no</p></html>", true, typeid(Exception::AccessDenied),
-         false, "no"},
-        {403, "", "", true, typeid(Exception::Operation), false, unhandled},
+         "no"},
+        {403, "", "", true, typeid(Exception::Operation), unhandled},
         {503, "application/json", R"({"error":{"title":"x","message":"busy"}})", true,
-         typeid(Exception::Operation), true, "busy"},
-        {503, "", "", true, typeid(Exception::Operation), true, "Unknown operation (http) error"},
+         typeid(Exception::Operation), "busy"},
+        {503, "", "", true, typeid(Exception::Operation), "Unknown operation (http) error"},
     };
     CloudOpenStackPrivate d;
     for (const auto& c : cases) {
@@ -318,7 +317,7 @@ TEST(OpenStackErrors, StatusAndPageGiveTheException)
             ADD_FAILURE() << "nothing thrown";
         } catch (const Exception::Operation& e) {
             EXPECT_EQ(typeid(e), c.type) << typeid(e).name();
-            EXPECT_EQ(e.retry(), c.retry);
+            EXPECT_EQ(e.retry(), c.status >= 500);
             EXPECT_TRUE(c.message.isNull() || e.message() == c.message) << e.message().toStdString();
             if (const auto* result = dynamic_cast<const Exception::AutorizationResult*>(&e)) {
                 EXPECT_EQ(result->token(), "v1token");
@@ -378,33 +377,22 @@ TEST(OpenStackNames, SegmentPathsAndEncoding)
     EXPECT_EQ(CloudOpenStack::RFC1738_encode("a+b/c d", true), "a2Bb2Fc20d");
 }
 
-TEST(OpenStackProviders, FactoryMakesTheClassOfEachType)
+// What the family lacks, by the alias of one of its providers: no batch delete, container
+// removal or header rewrite; TLS unless told otherwise.
+TEST(OpenStackProviders, AliasMakesASwiftConnectionWithoutTheMissingCalls)
 {
-    const struct
-    {
-        QString name;
-        const std::type_info& cls;
-    } providers[] = {
-        {"OracleCloud", typeid(Api::CloudOracle)},  {"Rackspace", typeid(Api::CloudRackspace)},
-        {"Openstack", typeid(Api::CloudOpenStack)}, {"SoftLayer", typeid(Api::CloudSoftLayer)},
-        {"HPHelion", typeid(Api::CloudHPCloud)},
-    };
-    for (const auto& p : providers) {
-        std::unique_ptr<Api::IConnection> connection(
-            Api::CloudFactory::create({{"CloudType", p.name},
-                                       {"CloudId", QUuid::createUuid()},
-                                       {"Username", "u"},
-                                       {"ApiKey", "k"},
-                                       {"Endpoint", "http://127.0.0.1:9/"}}));
-        ASSERT_TRUE(connection);
-        EXPECT_EQ(typeid(*connection), p.cls) << p.name.toStdString();
-        // No batch delete, container removal or header rewrite; TLS unless told otherwise.
-        auto* swift = dynamic_cast<CloudOpenStack*>(connection.get());
-        EXPECT_TRUE(swift->delete_("c", QJsonArray{QJsonObject{{"Name", "/a"}}}).isEmpty());
-        EXPECT_FALSE(swift->removeContainers("c"));
-        EXPECT_THROW(swift->header("c", "/a"), Exception::UnsupportedOperation);
-        EXPECT_EQ(swift->endpoint().scheme(), "https");
-    }
+    std::unique_ptr<Api::IConnection> connection(
+        Api::CloudFactory::create({{"CloudType", "HPHelion"},
+                                   {"CloudId", QUuid::createUuid()},
+                                   {"Username", "u"},
+                                   {"ApiKey", "k"},
+                                   {"Endpoint", "http://127.0.0.1:9/"}}));
+    auto* swift = dynamic_cast<Api::CloudHPCloud*>(connection.get());
+    ASSERT_TRUE(swift);
+    EXPECT_TRUE(swift->delete_("c", QJsonArray{QJsonObject{{"Name", "/a"}}}).isEmpty());
+    EXPECT_FALSE(swift->removeContainers("c"));
+    EXPECT_THROW(swift->header("c", "/a"), Exception::UnsupportedOperation);
+    EXPECT_EQ(swift->endpoint().scheme(), "https");
 }
 
 } // namespace
