@@ -1,5 +1,4 @@
-// What is particular to Azure Blob, against azurite: the expiry of a shared-access URL, the
-// archive tier, a resumed block upload whose source changed, and interoperability with the
+// What is particular to Azure Blob, against azurite: the archive tier, and interoperability with the
 // service's own client, Debian's azure-cli.
 
 #include "azure/CloudAzureBlob.h"
@@ -13,14 +12,12 @@
 #include "TestSupport.h"
 
 #include <QBuffer>
-#include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QThread>
 #include <QUuid>
 
 #include <gtest/gtest.h>
@@ -87,24 +84,6 @@ protected:
     QString container;
 };
 
-TEST_F(Azurite, SignedUrlWorksUntilItExpires)
-{
-    const QString path = QStringLiteral("/shared/report.txt");
-    azure->upload(container, path, {}, QByteArray("shared for a moment"), QUuid());
-    const QDateTime expires = QDateTime::currentDateTimeUtc().addSecs(3);
-    const QString url = azure->signUrl(container, path, false, expires);
-    const auto status = [&url] {
-        QProcess curl;
-        curl.start(QStringLiteral("curl"), {"-s", "-o", "/dev/null", "-w", "%{http_code}", url});
-        return curl.waitForFinished(30000) ? curl.readAllStandardOutput() : QByteArray();
-    };
-    EXPECT_EQ(status(), "200");
-    // The service reads the expiry to the second.
-    while (QDateTime::currentDateTimeUtc() <= expires.addSecs(1))
-        QThread::msleep(200);
-    EXPECT_EQ(status(), "403");
-}
-
 TEST_F(Azurite, ArchivedBlobIsReadableOnlyBetweenRestoreAndFinish)
 {
     auto archive = connect(QStringLiteral("Archive"));
@@ -119,24 +98,6 @@ TEST_F(Azurite, ArchivedBlobIsReadableOnlyBetweenRestoreAndFinish)
     EXPECT_EQ(downloadAll(*archive, container, path), data);
     archive->finalizeDownloaded(container, path);
     EXPECT_FALSE(archive->checkReadyForDownload(container, path));
-}
-
-// A block keeps its place in a resumed upload only while the source still holds its data.
-TEST_F(Azurite, ResumedUploadKeepsOnlyBlocksWhoseDataAreUnchanged)
-{
-    const QString path = QStringLiteral("/resumed.bin");
-    const QByteArray first = NorvikTest::randomBytes(1000, 1), second = NorvikTest::randomBytes(1000, 2);
-    const QByteArray id = azure->beginMultipartUpload(container, path, {});
-    azure->uploadMultipart(container, path, id, 1, first, QUuid());
-    azure->uploadMultipart(container, path, id, 2, second, QUuid());
-
-    quint64 unused = 0;
-    const QJsonArray parts = azure->listPartsMultipart(container, path, id, unused);
-    ASSERT_EQ(parts.size(), 2);
-    EXPECT_TRUE(azure->checkUploadPart(1, parts, first).first);
-    EXPECT_FALSE(azure->checkUploadPart(2, parts, NorvikTest::randomBytes(1000, 9)).first);
-    EXPECT_EQ(azure->checkUploadPart(2, parts, second).second,
-              azure->uploadMultipart(container, path, id, 2, second, QUuid()));
 }
 
 class AzInterop : public Azurite

@@ -102,13 +102,6 @@ TEST(OpenStackCatalogue, RegionsAndAddressesAsEachVersionNamesThem)
         EXPECT_EQ(expires, c.internal ? QDateTime() : QDateTime(QDate(2030, 1, 1), QTime(0, 0), Qt::UTC));
         EXPECT_EQ(token, c.version == 2 ? "tok2" : "");
     }
-    for (const QByteArray& unusable : {QByteArray(), QByteArray("[1]"), QByteArray("{\"access\":")}) {
-        QByteArray token;
-        QDateTime expires;
-        EXPECT_THROW(CloudOpenStackPrivate::catalogueV2(unusable, false, token, expires),
-                     Exception::InvalidData);
-        EXPECT_THROW(CloudOpenStackPrivate::catalogueV3(unusable, false, expires), Exception::InvalidData);
-    }
 }
 
 // A Keystone of either version with two object-store regions at paths of their own on the
