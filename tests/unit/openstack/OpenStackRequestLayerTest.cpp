@@ -1,11 +1,9 @@
 // The Swift request layer against scripted services: the catalogue read by region, the sign-in
-// exchanges, the renewal of a rejected token, the error mapping, temporary URLs, segment names
-// and the provider classes.
+// exchanges, the renewal of a rejected token, the error mapping, temporary URLs and segment names.
 
 #include "openstack/CloudOpenStack.h"
 #include "openstack/CloudOpenStackPrivate.h"
 
-#include "connection/CloudFactory.h"
 #include "connection/Exception.h"
 #include "connection/ListingObject.h"
 #include "connection/MultipartListPartObject.h"
@@ -364,24 +362,6 @@ TEST(OpenStackNames, SegmentPathsAndEncoding)
     EXPECT_EQ(CloudOpenStack::RFC1738_encode("/a b/c+d,e(f)!$_*'.-", false), "/a%20b/c+d,e(f)!$_*'.-");
     EXPECT_EQ(CloudOpenStack::RFC1738_encode("%&?#:~\u00e9", false), "%25%26%3F%23%3A%7E%C3%A9");
     EXPECT_EQ(CloudOpenStack::RFC1738_encode("a+b/c d", true), "a2Bb2Fc20d");
-}
-
-// What the family lacks, by the alias of one of its providers: no batch delete, container
-// removal or header rewrite; TLS unless told otherwise.
-TEST(OpenStackProviders, AliasMakesASwiftConnectionWithoutTheMissingCalls)
-{
-    std::unique_ptr<Api::IConnection> connection(
-        Api::CloudFactory::create({{"CloudType", "HPHelion"},
-                                   {"CloudId", QUuid::createUuid()},
-                                   {"Username", "u"},
-                                   {"ApiKey", "k"},
-                                   {"Endpoint", "http://127.0.0.1:9/"}}));
-    auto* swift = dynamic_cast<Api::CloudHPCloud*>(connection.get());
-    ASSERT_TRUE(swift);
-    EXPECT_TRUE(swift->delete_("c", QJsonArray{QJsonObject{{"Name", "/a"}}}).isEmpty());
-    EXPECT_FALSE(swift->removeContainers("c"));
-    EXPECT_THROW(swift->header("c", "/a"), Exception::UnsupportedOperation);
-    EXPECT_EQ(swift->endpoint().scheme(), "https");
 }
 
 } // namespace
