@@ -23,29 +23,13 @@ size_t collect(char* data, size_t size, size_t count, void* out)
     return size * count;
 }
 
-class GcsTransportConfig : public Norvik::Core::GlobalConfig
+struct GcsTransportConfig : Norvik::Core::GlobalConfig
 {
-public:
-    GcsTransportConfig(const QString& proxy, const QString& ca)
-        : m_proxy(proxy)
-        , m_ca(ca)
-    {
-    }
+    QString m_proxy, m_ca;
     double retryWaitFactor() const override { return 0.001; }
     QString proxy() const override { return m_proxy; }
     QString caCertificatesPath() const override { return m_ca; }
-
-private:
-    QString m_proxy;
-    QString m_ca;
 };
-
-GcsTestServer::ConfigMap base(int authType)
-{
-    return {{Norvik::Cloud::Config::Type, Norvik::Cloud::Name::GoogleStorage},
-            {Norvik::Cloud::Config::Id, QUuid::createUuid()},
-            {Google::AuthType, authType}};
-}
 
 } // namespace
 
@@ -78,39 +62,41 @@ int GcsTestServer::stat(const QString& name) const
 
 void GcsTestServer::installTransportSettings() const
 {
-    Norvik::Core::GlobalConfig::install(new GcsTransportConfig(
-        m_info.value(QStringLiteral("proxy")).toString(), m_info.value(QStringLiteral("ca")).toString()));
+    auto* config = new GcsTransportConfig;
+    config->m_proxy = m_info.value(QStringLiteral("proxy")).toString();
+    config->m_ca = m_info.value(QStringLiteral("ca")).toString();
+    Norvik::Core::GlobalConfig::install(config);
+}
+
+GcsTestServer::ConfigMap GcsTestServer::withInfo(int authType,
+                                                 const QList<QPair<QString, const char*>>& keys) const
+{
+    ConfigMap config{{Norvik::Cloud::Config::Type, Norvik::Cloud::Name::GoogleStorage},
+                     {Norvik::Cloud::Config::Id, QUuid::createUuid()},
+                     {Google::AuthType, authType}};
+    for (const auto& key : keys)
+        config.insert(key.first, m_info.value(QLatin1String(key.second)).toString());
+    return config;
 }
 
 GcsTestServer::ConfigMap GcsTestServer::hmacConfig() const
 {
-    ConfigMap config = base(Google::Auth_AccessAndSecretKey::Key);
-    config.insert(Google::Auth_AccessAndSecretKey::AccessKey,
-                  m_info.value(QStringLiteral("hmac_id")).toString());
-    config.insert(Google::Auth_AccessAndSecretKey::SecretKey,
-                  m_info.value(QStringLiteral("hmac_secret")).toString());
-    return config;
+    namespace Hmac = Google::Auth_AccessAndSecretKey;
+    return withInfo(Hmac::Key, {{Hmac::AccessKey, "hmac_id"}, {Hmac::SecretKey, "hmac_secret"}});
 }
 
 GcsTestServer::ConfigMap GcsTestServer::serviceAccountConfig() const
 {
-    ConfigMap config = base(Google::Auth_ServiceAccount::Key);
-    config.insert(Google::Auth_ServiceAccount::PrivateKey,
-                  m_info.value(QStringLiteral("service_account_p12")).toString());
-    config.insert(Google::Auth_ServiceAccount::ProjectId, m_info.value(QStringLiteral("project")).toString());
-    config.insert(Google::Auth_ServiceAccount::ServiceAccount,
-                  m_info.value(QStringLiteral("service_account")).toString());
-    return config;
+    namespace Account = Google::Auth_ServiceAccount;
+    return withInfo(Account::Key, {{Account::PrivateKey, "service_account_p12"},
+                                   {Account::ProjectId, "project"},
+                                   {Account::ServiceAccount, "service_account"}});
 }
 
 GcsTestServer::ConfigMap GcsTestServer::installedApplicationConfig() const
 {
-    ConfigMap config = base(Google::Auth_InstalledApplication::Key);
-    config.insert(Google::Auth_InstalledApplication::ProjectId,
-                  m_info.value(QStringLiteral("project")).toString());
-    config.insert(Google::Auth_InstalledApplication::RefreshToken,
-                  m_info.value(QStringLiteral("refresh_token")).toString());
-    return config;
+    namespace App = Google::Auth_InstalledApplication;
+    return withInfo(App::Key, {{App::ProjectId, "project"}, {App::RefreshToken, "refresh_token"}});
 }
 
 } // namespace NorvikTest

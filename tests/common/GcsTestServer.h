@@ -32,6 +32,7 @@ public:
     ConfigMap installedApplicationConfig() const;
 
 private:
+    ConfigMap withInfo(int authType, const QList<QPair<QString, const char*>>& keys) const;
     QString m_endpoint;
     QJsonObject m_info;
 };

@@ -57,49 +57,36 @@ QString routeThroughProxy(Conformance::ConfigMap& config, quint16 port)
     return QStringLiteral("127.0.0.1:%1").arg(server().info().value(QStringLiteral("tls_port")).toInt());
 }
 
-const QStringList kept{CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions,
-                       CloudFileMetaData::ContentEncoding, CloudFileMetaData::EncryptionHeader};
+bool addGoogleRow(const QString& name, Conformance::ConfigMap (GcsTestServer::*make)() const,
+                  const QString& key, const std::function<QString()>& wrong,
+                  const QList<Conformance::ServerLimit>& limits = {})
+{
+    return Conformance::addRow({
+               QStringLiteral("google.") + name,
+               [make] { return configured(make); },
+               bucket,
+               [key, wrong](Conformance::ConfigMap& config) { config.insert(key, wrong()); },
+               AuthorizationCode,
+               {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions,
+                CloudFileMetaData::ContentEncoding, CloudFileMetaData::EncryptionHeader},
+               limits,
+           }) &&
+           Conformance::addRoute(QStringLiteral("google.") + name, routeThroughProxy);
+}
 
 [[maybe_unused]] const bool added =
-    Conformance::addRow({
-        QStringLiteral("google.hmac"),
-        [] { return configured(&GcsTestServer::hmacConfig); },
-        bucket,
-        [](Conformance::ConfigMap& config) {
-            config.insert(Google::Auth_AccessAndSecretKey::SecretKey, QStringLiteral("not the secret"));
-        },
-        AuthorizationCode,
-        kept,
-        {},
-    }) &&
-    Conformance::addRow({
-        QStringLiteral("google.serviceaccount"),
-        [] { return configured(&GcsTestServer::serviceAccountConfig); },
-        bucket,
-        [](Conformance::ConfigMap& config) {
-            // A sound key of another account: the token endpoint refuses its signature.
-            config.insert(Google::Auth_ServiceAccount::PrivateKey,
-                          server().info().value(QStringLiteral("other_p12")).toString());
-        },
-        AuthorizationCode,
-        kept,
-        {},
-    }) &&
-    Conformance::addRow({
-        QStringLiteral("google.installedapp"),
-        [] { return configured(&GcsTestServer::installedApplicationConfig); },
-        bucket,
-        [](Conformance::ConfigMap& config) {
-            config.insert(Google::Auth_InstalledApplication::RefreshToken, QStringLiteral("1//revoked"));
-        },
-        AuthorizationCode,
-        kept,
-        // Not the server's gap but this way of signing in: it holds no key, so the connection
-        // signs no URL (an empty answer, by design), though the service can sign them.
-        {{&Conformance::Capabilities::signedUrl, "an installed application holds no key to sign URLs with"}},
-    }) &&
-    Conformance::addRoute(QStringLiteral("google.hmac"), routeThroughProxy) &&
-    Conformance::addRoute(QStringLiteral("google.serviceaccount"), routeThroughProxy) &&
-    Conformance::addRoute(QStringLiteral("google.installedapp"), routeThroughProxy);
+    addGoogleRow(QStringLiteral("hmac"), &GcsTestServer::hmacConfig,
+                 Google::Auth_AccessAndSecretKey::SecretKey,
+                 [] { return QStringLiteral("not the secret"); }) &&
+    // A sound key of another account: the token endpoint refuses its signature.
+    addGoogleRow(QStringLiteral("serviceaccount"), &GcsTestServer::serviceAccountConfig,
+                 Google::Auth_ServiceAccount::PrivateKey,
+                 [] { return server().info().value(QStringLiteral("other_p12")).toString(); }) &&
+    // Not the server's gap but this way of signing in: it holds no key, so the connection signs
+    // no URL (an empty answer, by design), though the service can sign them.
+    addGoogleRow(
+        QStringLiteral("installedapp"), &GcsTestServer::installedApplicationConfig,
+        Google::Auth_InstalledApplication::RefreshToken, [] { return QStringLiteral("1//revoked"); },
+        {{&Conformance::Capabilities::signedUrl, "an installed application holds no key to sign URLs with"}});
 
 } // namespace

@@ -18,8 +18,8 @@ using Norvik::Cloud::Api::CloudFileMetaData;
 // Wrong credentials are refused by the identity service.
 constexpr int InvalidAutorizationCode = 9;
 
-Conformance::Row openStackRow(const QString& name, const QString& fixture,
-                              const std::function<Conformance::ConfigMap(const QString&)>& signIn)
+Conformance::Row openStackRow(const QString& name, const QString& fixture, const QString& authPath,
+                              const Conformance::ConfigMap& signIn)
 {
     return {
         name,
@@ -27,7 +27,8 @@ Conformance::Row openStackRow(const QString& name, const QString& fixture,
             const QString endpoint = Conformance::serverEndpoint(fixture);
             if (endpoint.isEmpty())
                 return Conformance::ConfigMap();
-            Conformance::ConfigMap config = signIn(endpoint);
+            Conformance::ConfigMap config = signIn;
+            config.insert(Norvik::Cloud::Api::Config::Http::Endpoint, QUrl(endpoint + authPath));
             config.insert(Config::Type, Norvik::Cloud::Name::Openstack);
             config.insert(Config::Id, QUuid::createUuid());
             config.insert(Norvik::Cloud::Api::Config::Http::UseSsl, false);
@@ -48,31 +49,22 @@ Conformance::Row openStackRow(const QString& name, const QString& fixture,
     };
 }
 
+namespace V3 = Config::OpenStack::Auth_Keystore_V3;
+
 [[maybe_unused]] const bool added =
     Conformance::addRow(openStackRow(QStringLiteral("openstack.v1"), QStringLiteral("swift"),
-                                     [](const QString& endpoint) {
-                                         return Conformance::ConfigMap{
-                                             {Norvik::Cloud::Api::Config::Http::Endpoint,
-                                              QUrl(endpoint + QStringLiteral("/auth/v1.0"))},
-                                             {Config::OpenStack::Username, QStringLiteral("test:tester")},
-                                             {Config::OpenStack::ApiKey, QStringLiteral("testing")},
-                                         };
-                                     })) &&
+                                     QStringLiteral("/auth/v1.0"),
+                                     {{Config::OpenStack::Username, QStringLiteral("test:tester")},
+                                      {Config::OpenStack::ApiKey, QStringLiteral("testing")}})) &&
     Conformance::addRow(openStackRow(QStringLiteral("openstack.v3"), QStringLiteral("keystone"),
-                                     [](const QString& endpoint) {
-                                         namespace V3 = Config::OpenStack::Auth_Keystore_V3;
-                                         return Conformance::ConfigMap{
-                                             {Norvik::Cloud::Api::Config::Http::Endpoint,
-                                              QUrl(endpoint + QStringLiteral("/v3"))},
-                                             {Config::OpenStack::AuthType, V3::Key},
-                                             {Config::OpenStack::Username, QStringLiteral("tester")},
-                                             {Config::OpenStack::ApiKey, QStringLiteral("testerpw")},
-                                             {V3::DomainName, QStringLiteral("Default")},
-                                             {V3::Region, QStringLiteral("RegionOne")},
-                                             {V3::UseScope::Key, true},
-                                             {V3::UseScope::ProjectName, QStringLiteral("swifttest")},
-                                         };
-                                     })) &&
+                                     QStringLiteral("/v3"),
+                                     {{Config::OpenStack::AuthType, V3::Key},
+                                      {Config::OpenStack::Username, QStringLiteral("tester")},
+                                      {Config::OpenStack::ApiKey, QStringLiteral("testerpw")},
+                                      {V3::DomainName, QStringLiteral("Default")},
+                                      {V3::Region, QStringLiteral("RegionOne")},
+                                      {V3::UseScope::Key, true},
+                                      {V3::UseScope::ProjectName, QStringLiteral("swifttest")}})) &&
     // Keystone's catalogue names the Swift address itself, so a proxy in front of the identity
     // service would carry no data: this row is not routed. (Swift's own auth answers with an
     // address on the host it was asked at, so the version 1 row goes through the proxy.)

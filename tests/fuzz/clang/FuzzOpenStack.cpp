@@ -15,21 +15,13 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <cstdio>
 #include <cstdlib>
 
 using namespace Norvik::Cloud::Api;
 
 namespace {
 
-void checkAt(bool condition, int line)
-{
-    if (!condition) {
-        std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, line);
-        std::abort();
-    }
-}
-#define check(condition) checkAt((condition), __LINE__)
+#define check(condition) ((condition) ? void() : std::abort())
 
 bool isJsonObject(const QByteArray& answer)
 {
@@ -42,10 +34,9 @@ bool isJsonObject(const QByteArray& answer)
 void checkCatalogue(const QMap<QString, QUrl>& endpoints, const QJsonArray& catalogue)
 {
     int storeEndpoints = 0;
-    for (const QJsonValue& service : catalogue) {
+    for (const QJsonValue& service : catalogue)
         if (service.toObject().value(QStringLiteral("type")).toString() == QLatin1String("object-store"))
             storeEndpoints += service.toObject().value(QStringLiteral("endpoints")).toArray().size();
-    }
     check(endpoints.size() <= storeEndpoints);
     // An address that is no URL stays unusable; it is never a valid URL without its "/".
     for (const QUrl& url : endpoints)
@@ -61,23 +52,16 @@ void fuzzCatalogue(int version, bool internal, const QByteArray& answer)
         endpoints = version == 2 ? CloudOpenStackPrivate::catalogueV2(answer, internal, token, expires)
                                  : CloudOpenStackPrivate::catalogueV3(answer, internal, expires);
     } catch (const Exception::InvalidData& e) {
-        check(!isJsonObject(answer));
-        check(e.data() == answer);
+        check(!isJsonObject(answer) && e.data() == answer);
         return;
     }
     check(isJsonObject(answer));
     const QJsonObject root = QJsonDocument::fromJson(answer).object();
-    if (version == 2) {
-        const QJsonObject access = root.value(QStringLiteral("access")).toObject();
-        check(
-            token ==
-            access.value(QStringLiteral("token")).toObject().value(QStringLiteral("id")).toString().toUtf8());
-        checkCatalogue(endpoints, access.value(QStringLiteral("serviceCatalog")).toArray());
-    } else {
-        checkCatalogue(
-            endpoints,
-            root.value(QStringLiteral("token")).toObject().value(QStringLiteral("catalog")).toArray());
-    }
+    const QJsonObject access = root.value(QLatin1String(version == 2 ? "access" : "token")).toObject();
+    const QJsonObject issued = access.value(QStringLiteral("token")).toObject();
+    check(version == 3 || token == issued.value(QStringLiteral("id")).toString().toUtf8());
+    checkCatalogue(endpoints,
+                   access.value(QLatin1String(version == 2 ? "serviceCatalog" : "catalog")).toArray());
     check(!expires.isValid() || expires.timeSpec() == Qt::UTC);
 }
 
@@ -131,19 +115,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (hasDuplicateMember(answer))
         return 0;
     const bool flag = data[0] & 0x10;
-    switch (data[0] & 0x03) {
-    case 0:
-        fuzzCatalogue(2, flag, answer);
-        break;
-    case 1:
-        fuzzCatalogue(3, flag, answer);
-        break;
-    case 2:
+    if ((data[0] & 0x03) < 2)
+        fuzzCatalogue(2 + (data[0] & 0x03), flag, answer);
+    else if ((data[0] & 0x03) == 2)
         fuzzErrorPage(flag, answer);
-        break;
-    default:
+    else
         fuzzListing(answer);
-        break;
-    }
     return 0;
 }
