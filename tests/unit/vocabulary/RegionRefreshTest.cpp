@@ -1,6 +1,5 @@
 #include "info/AmazonS3Info.h"
 #include "info/S3LikeRegionListUpdater.h"
-#include "info/WasabiInfo.h"
 
 #include <NorvikCore/GlobalConfig.h>
 
@@ -102,7 +101,6 @@ TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
     S3LikeRegionListUpdater updater(url("/fail.xml"), QStringLiteral(":regions.wasabi.xml"));
 
     const QList<QPair<const char*, std::function<void()>>> failures = {
-        {"empty body", [] { answer("/fail.xml", 200, QByteArray()); }},
         {"not XML", [] { answer("/fail.xml", 200, "<RegionList><Regions><Region>"); }},
         {"no region list", [] { answer("/fail.xml", 200, "<html><body>maintenance</body></html>"); }},
         {"not found", [] { answer("/fail.xml", 404, "<html><body>404</body></html>"); }},
@@ -174,13 +172,4 @@ TEST(RegionListRefresh, DescriptorsFetchOnDemandAndOnlyUntilOneDownloadSucceeded
     EXPECT_EQ(amazon.regions(false), fetched);
     EXPECT_EQ(Info::NorvikUbAmazonS3().regions(true), fetched);
     EXPECT_EQ(requests(path), 4);
-
-    // Wasabi has a list of its own, untouched by Amazon's.
-    const QByteArray wasabiPath = "/lists/WasabiRegions.xml";
-    const Info::Wasabi wasabi;
-    EXPECT_EQ(wasabi.regions(false).size(), 13);
-    answer(wasabiPath, 200, regionList({QStringLiteral("us-east-1")}));
-    EXPECT_EQ(wasabi.regions(true).keys(), QStringList{QStringLiteral("us-east-1")});
-    EXPECT_EQ(requests(wasabiPath), 1);
-    EXPECT_EQ(amazon.regions(false), fetched);
 }
