@@ -121,35 +121,24 @@ protected:
 
 TEST_F(UploadOnceByHand, SourceOfTheWholeBudgetGoesToAFileAndOneByteLessToMemory)
 {
-    ScriptedSource atBudget(Budget);
-    ScriptedSource belowBudget(Budget - 1);
-    const auto large = upload(&atBudget, QStringLiteral("at-budget"));
-    const auto fits = upload(&belowBudget, QStringLiteral("below-budget"));
-
-    const QJsonObject fileJob = large->makeJob().object();
-    EXPECT_EQ(fileJob.value(JobFormat::UploadOnce::BufferType).toString(),
-              JobFormat::BufferType::Value::File);
-    const QUuid fileId(fileJob.value(JobFormat::UploadOnce::BufferId).toString());
-    ASSERT_TRUE(TemporaryFileManager::instance().get(fileId));
-    EXPECT_EQ(TemporaryFileManager::instance().get(fileId)->size(), Budget);
-    EXPECT_EQ(MemoryManager::instance().used(), 0u);
-    large->resultJob(OperationJob::exec(&m_storage, QJsonDocument(fileJob)));
-    EXPECT_FALSE(TemporaryFileManager::instance().get(fileId));
-
-    const QJsonObject memoryJob = fits->makeJob().object();
-    EXPECT_EQ(memoryJob.value(JobFormat::UploadOnce::BufferType).toString(),
-              JobFormat::BufferType::Value::Memory);
-    EXPECT_EQ(MemoryManager::instance().used(), static_cast<unsigned long long>(Budget - 1));
-    fits->resultJob(OperationJob::exec(&m_storage, QJsonDocument(memoryJob)));
-
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return large->isComplite(); }));
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return fits->isComplite(); }));
-    EXPECT_EQ(large->state(), IOperation::StateComplete);
-    EXPECT_EQ(fits->state(), IOperation::StateComplete);
-    EXPECT_EQ(large->size(), static_cast<unsigned long long>(Budget));
-    EXPECT_EQ(fits->size(), static_cast<unsigned long long>(Budget - 1));
-    expectStoredPattern(QStringLiteral("at-budget"), Budget);
-    expectStoredPattern(QStringLiteral("below-budget"), Budget - 1);
+    for (const qint64 length : {Budget, Budget - 1}) {
+        SCOPED_TRACE(length);
+        const bool toFile = length == Budget;
+        ScriptedSource source(length);
+        const auto operation = upload(&source, QStringLiteral("object-%1").arg(length));
+        const QJsonObject job = operation->makeJob().object();
+        EXPECT_EQ(job.value(JobFormat::UploadOnce::BufferType).toString(),
+                  toFile ? JobFormat::BufferType::Value::File : JobFormat::BufferType::Value::Memory);
+        const QUuid fileId(job.value(JobFormat::UploadOnce::BufferId).toString());
+        EXPECT_EQ(bool(TemporaryFileManager::instance().get(fileId)), toFile);
+        EXPECT_EQ(MemoryManager::instance().used(), toFile ? 0u : static_cast<unsigned long long>(length));
+        operation->resultJob(OperationJob::exec(&m_storage, QJsonDocument(job)));
+        EXPECT_FALSE(TemporaryFileManager::instance().get(fileId));
+        ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+        EXPECT_EQ(operation->state(), IOperation::StateComplete);
+        EXPECT_EQ(operation->size(), static_cast<unsigned long long>(length));
+        expectStoredPattern(QStringLiteral("object-%1").arg(length), length);
+    }
 }
 
 // While the budget or every temporary file is taken the upload waits: no read, no error.
