@@ -1,10 +1,8 @@
 #include "MemoryStorage.h"
 
-#include "connection/Exception.h"
 #include "connection/ListingObject.h"
 #include "connection/MultipartListPartObject.h"
 
-#include <QBuffer>
 #include <QCryptographicHash>
 #include <QIODevice>
 #include <QJsonArray>
@@ -43,7 +41,6 @@ QJsonObject MemoryStorage::upload(const QString& container, const QString& path,
 QByteArray MemoryStorage::beginMultipartUpload(const QString&, const QString& path,
                                                const QMap<QString, QVariant>&)
 {
-    ++beginCalls;
     const QByteArray id = "upload-" + QByteArray::number(++m_nextUpload);
     uploads.insert(id, {path, {}});
     return id;
@@ -102,7 +99,7 @@ QJsonArray MemoryStorage::listPartsMultipart(const QString&, const QString&, con
     // The marker is the index of the first part of the next page, 0 after the last page.
     const QList<quint64> numbers = entry->parts.keys();
     const int first = static_cast<int>(partSize);
-    const int end = std::min(first + listPageSize, static_cast<int>(numbers.size()));
+    const int end = std::min(first + 2, static_cast<int>(numbers.size()));
     QJsonArray page;
     for (int i = first; i < end; ++i) {
         Api::MultipartListPartObject part;

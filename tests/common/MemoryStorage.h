@@ -29,11 +29,9 @@ public:
 
     QMap<QString, QByteArray> objects;
     QMap<QByteArray, Upload> uploads;
-    int listPageSize = 2;
     // The part listing hands back the marker it was given, as a broken service might.
     bool markerStuck = false;
     int listCalls = 0;
-    int beginCalls = 0;
     // Runs before a part is stored; may throw to make that part fail.
     std::function<void(quint64 partId)> beforePart;
 

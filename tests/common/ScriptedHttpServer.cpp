@@ -1,6 +1,5 @@
 #include "ScriptedHttpServer.h"
 
-#include <QMap>
 #include <QMutex>
 #include <QMutexLocker>
 
@@ -187,8 +186,7 @@ SSL_CTX* makeTlsContext()
 
 QByteArray ScriptedHttpServer::Request::header(const QByteArray& name) const
 {
-    const QList<QByteArray> values = headerValues(name);
-    return values.isEmpty() ? QByteArray() : values.last();
+    return headerValues(name).value(headerValues(name).size() - 1);
 }
 
 QList<QByteArray> ScriptedHttpServer::Request::headerValues(const QByteArray& name) const
@@ -314,14 +312,10 @@ void ScriptedHttpServer::Private::serve(int fd, int connection)
 // Returns whether the connection stays open for another request.
 bool ScriptedHttpServer::Private::send(Channel& channel, const Request& request, const Response& response)
 {
-    static const QMap<int, QByteArray> phrases{
-        {200, "OK"},        {206, "Partial Content"},       {400, "Bad Request"},        {403, "Forbidden"},
-        {404, "Not Found"}, {500, "Internal Server Error"}, {503, "Service Unavailable"}};
     QByteArray bytes = response.raw;
     qint64 headSize = 0;
     if (bytes.isEmpty()) {
-        bytes = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
-                phrases.value(response.status, "Status") + "\r\n";
+        bytes = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n";
         bool length = false;
         for (const auto& header : response.headers) {
             bytes += header.first + ": " + header.second + "\r\n";
@@ -342,13 +336,7 @@ bool ScriptedHttpServer::Private::send(Channel& channel, const Request& request,
     qint64 end = bytes.size();
     if (response.closeAfterBodyBytes >= 0)
         end = std::min(end, headSize + response.closeAfterBodyBytes);
-    qint64 at = 0;
-    if (response.stallAfterBytes >= 0 && response.stallAfterBytes < end) {
-        at = response.stallAfterBytes;
-        if (!channel.writeAll(bytes.constData(), at) || !sleepUnlessStopping(response.stallMs, stopping))
-            return false;
-    }
-    if (!channel.writeAll(bytes.constData() + at, end - at))
+    if (!channel.writeAll(bytes.constData(), end))
         return false;
     if (response.closeAfterBodyBytes >= 0 && response.reset) {
         channel.reset();

@@ -59,10 +59,6 @@ public:
         // "Content-Length" is added unless the headers name one.
         // Waits this long before the first byte of the answer.
         int delayMs = 0;
-        // Sends this many bytes of the whole answer (head included), then nothing for
-        // stallMs, then the rest.
-        qint64 stallAfterBytes = -1;
-        int stallMs = 0;
         // Closes the connection after this many bytes of the body (of raw, when raw is set),
         // before the rest; with reset the close is a TCP reset instead of an orderly close.
         qint64 closeAfterBodyBytes = -1;

@@ -81,11 +81,6 @@ TEST(EngineFlow, BusyTaskThreadsLeaveTheNextOperationQueuedUntilOneIsFree)
     QCoreApplication::processEvents();
     EXPECT_EQ(waiting->state(), IOperation::StateQueued);
 
-    // A running operation is asked for a job at least once per poll period of 100 ms.
-    const int before = holders.first()->makeJobCount();
-    QThread::msleep(500);
-    EXPECT_GE(holders.first()->makeJobCount() - before, 3);
-
     // Removing one frees its thread, which then takes the waiting operation.
     holders.first()->remove();
     ASSERT_TRUE(NorvikTest::waitFor([&] { return waiting->isComplite(); }, 3000));

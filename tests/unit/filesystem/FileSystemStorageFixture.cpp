@@ -8,7 +8,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QUuid>
 
 #include <sys/mount.h>
@@ -82,18 +81,6 @@ QByteArray FileSystemStorageTest::readFile(const QString& relativePath) const
 bool FileSystemStorageTest::existsBelowRoot(const QString& relativePath) const
 {
     return QFileInfo::exists(m_root + QLatin1Char('/') + relativePath);
-}
-
-QStringList FileSystemStorageTest::listAll()
-{
-    QStringList names;
-    QString marker;
-    do {
-        for (const QJsonValue& record :
-             m_storage.listing(QString(), QString(), marker, QString(), 1000).array())
-            names << record.toObject().value(QStringLiteral("Name")).toString();
-    } while (!marker.isEmpty());
-    return names;
 }
 
 bool FileSystemStorageTest::mountTmpfs(const QString& folder, const QString& size)

@@ -27,9 +27,6 @@ protected:
     QByteArray readFile(const QString& relativePath) const;
     bool existsBelowRoot(const QString& relativePath) const;
 
-    // Every name in the storage.
-    QStringList listAll();
-
     // Mounts a tmpfs of the given size at folder for the rest of the test; false when mounting
     // is not possible here.
     bool mountTmpfs(const QString& folder, const QString& size);

@@ -12,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QUuid>
 
@@ -60,11 +59,6 @@ struct FailureCase
     int cloudErrorType;
 };
 
-void PrintTo(const FailureCase& failure, std::ostream* out)
-{
-    *out << failure.name;
-}
-
 template <class E, class... Args>
 std::function<void()> raise(Args... args)
 {
@@ -76,21 +70,14 @@ QString text(const char* literal)
     return QString::fromUtf8(literal);
 }
 
-// Each class with a row of its own first, in the order of the handlers, then classes without
-// a row that must land on the row of their nearest listed base, and finally what is no member
-// of the family at all.
+// One row per distinct outcome: classes with a row of their own, classes that must land on the
+// row of their nearest listed base, and what is no member of the family at all.
 const std::vector<FailureCase>& failureCases()
 {
     static const std::vector<FailureCase> cases = {
         {"BadRequest", raise<Exception::BadRequest>(QByteArray("body-1"), text("bad")), 7, "bad", 0},
         {"ContainerDoesNotExist",
          raise<Exception::ContainerDoesNotExist>(QByteArray("body-2"), text("no bucket")), 6, "no bucket", 0},
-        {"InvalidArgument",
-         raise<Exception::InvalidArgument>(QByteArray("body-3"), text("arg"), text("Path")), 7, "arg", 0},
-        {"InvalidContainerName",
-         raise<Exception::InvalidContainerName>(QByteArray("body-5"), text("name"), text("Bad_Bucket")), 6,
-         "name", 0},
-        {"InvalidData", raise<Exception::InvalidData>(QByteArray("body-6")), 7, "Invalid data format", 0},
         {"SignatureDoesNotMatch", raise<Exception::SignatureDoesNotMatch>(QByteArray("body-7"), text("sig")),
          9, "sig", 0},
         {"UnsupportedOperation", raise<Exception::UnsupportedOperation>(), 8,
@@ -108,8 +95,6 @@ const std::vector<FailureCase>& failureCases()
          raise<Exception::S3TransferAccelerationError>(AccelerationBody, text("acc")), 29, "acc", 10002},
         {"BackBlaze::FileNotPresent",
          raise<Exception::BackBlaze::FileNotPresent>(FileNotPresentBody, text("fnp")), 13, "fnp", 20001},
-        {"PathContainsIllegalSymbols",
-         raise<Exception::PathContainsIllegalSymbols>(QByteArray("body-18"), text("ill")), 29, "ill", 0},
         {"CreateDestinationFileError",
          raise<Exception::CreateDestinationFileError>(QByteArray("body-19"), text("mkdir"),
                                                       text("/restore/a")),
@@ -128,10 +113,8 @@ const std::vector<FailureCase>& failureCases()
          "Permission error", 0},
         {"AllAccessDisabled", raise<Exception::AllAccessDisabled>(QByteArray("body-21"), text("off")), 10,
          "off", 0},
-        {"NotImplemented", raise<Exception::NotImplemented>(QByteArray("body-22"), text("nyi")), 7, "nyi", 0},
         {"Operation", raise<Exception::Operation>(500, QByteArray("body-23"), text("oops"), false), 2, "oops",
          0},
-        {"Unknown", raise<Exception::Unknown>(), 1, "Unknown exception", 0},
         {"SslProblem", raise<Exception::SslProblem>(60, text("cert")), 5, "cert", 0},
         {"Terminated", raise<Exception::Terminated>(), 21, "Command is terminated by user", 0},
         {"Network", raise<Exception::Network>(56, text("recv")), 4, "recv", 0},
@@ -144,18 +127,14 @@ const std::vector<FailureCase>& failureCases()
         // Not the library's own InternalError: a service's 500 is a cloud operation failure.
         {"BackBlaze::InternalError",
          raise<Exception::BackBlaze::InternalError>(QByteArray("b"), text("b2 500")), 2, "b2 500", 0},
-        {"NoContent without a body", raise<Exception::NoContent>(), 13, "No Content", 0},
         {"BackBlaze::PathContainsIllegalSymbols",
          raise<Exception::BackBlaze::PathContainsIllegalSymbols>(IllegalNameBody, text("b2 name")), 29,
          "b2 name", 1001},
-        {"ConnectionError", raise<Exception::ConnectionError>(7, text("refused")), 4, "refused", 0},
         // A client runtime failure is not a network failure, and only its subclass has a row.
         {"ClientRuntimeError", raise<Exception::ClientRuntimeError>(26, text("read callback")), 1,
          "read callback", 0},
 
         // Not members of the family.
-        {"streams' SourceFileDeleted", raise<Norvik::Stream::Exception::SourceFileDeleted>(text("/src/file")),
-         1, Norvik::Stream::Exception::SourceFileDeleted(text("/src/file")).message(), 0},
         // Same name as a family member, other library: no code 8 here.
         {"streams' UnsupportedOperation",
          raise<Norvik::Stream::Exception::UnsupportedOperation>(text("no seek")), 1, "no seek", 0},
@@ -233,20 +212,11 @@ INSTANTIATE_TEST_SUITE_P(FailureMap, JobExecFailure, ::testing::ValuesIn(failure
 
 TEST_F(JobExec, UnknownTypeIsAnErrorWithoutCode)
 {
-    LogCapture log;
     const QJsonObject sent = job(QStringLiteral("no_such_job"));
-
     const QJsonObject result = OperationJob::exec(&m_connection, QJsonDocument(sent)).object();
-
     EXPECT_EQ(result.value(JobFormat::Result::Status::Key).toString(), QStringLiteral("Error"));
-    EXPECT_EQ(result.value(JobFormat::Result::ErrorMessage).toString(),
-              QStringLiteral("Operation type don't support"));
     EXPECT_FALSE(result.contains(JobFormat::Result::ErrorCode));
-    EXPECT_FALSE(result.contains(JobFormat::Result::CloudError));
     EXPECT_EQ(result.value(JobFormat::Id), sent.value(JobFormat::Id));
-    EXPECT_EQ(
-        log.count({QStringLiteral("WARNING"), QStringLiteral("Operation type don't support no_such_job")}),
-        1);
 }
 
 } // namespace

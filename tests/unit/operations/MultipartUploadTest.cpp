@@ -2,9 +2,9 @@
 #include "MemoryStorage.h"
 #include "ScriptedSource.h"
 
+#include "TestSupport.h"
+
 #include "connection/Exception.h"
-#include "connection/FileSourceCloudError.h"
-#include "connection/ListingObject.h"
 #include "engine/JobFormat.h"
 #include "engine/OperationConfig.h"
 #include "engine/OperationManager.h"
@@ -17,16 +17,10 @@
 #include <gtest/gtest.h>
 
 #include <QBuffer>
-#include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QUuid>
-
-#include "TestSupport.h"
-
-#include <memory>
 
 using namespace Norvik::Cloud;
 using Operation::UploadMultipart;
@@ -68,11 +62,6 @@ QList<quint64> partIdsOfEndJob(const JobRunner& runner)
     return ids;
 }
 
-int countOf(const QStringList& types, const QString& type)
-{
-    return static_cast<int>(types.count(type));
-}
-
 } // namespace
 
 class MultipartUpload : public ::testing::Test
@@ -100,12 +89,6 @@ protected:
         EXPECT_EQ(MemoryManager::instance().used(), m_baseline);
     }
 
-    QByteArray stored(const QString& path) const
-    {
-        QFile file(m_root + path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     QString m_root;
     QMap<QString, QVariant> m_fileConfig;
     QMap<QString, QVariant> m_memoryConfig;
@@ -128,7 +111,7 @@ TEST_F(MultipartUpload, ParallelPartsAreBoundedByThreadCount)
 
     EXPECT_EQ(upload.state(), IOperation::StateComplete) << upload.errorMessage().toStdString();
     EXPECT_EQ(runner.maxInFlight, Threads);
-    EXPECT_EQ(countOf(runner.jobTypes, JobFormat::UploadMultipart::Part::Type), 11);
+    EXPECT_EQ(runner.jobTypes.count(JobFormat::UploadMultipart::Part::Type), 11);
     EXPECT_EQ(partIdsOfEndJob(runner), QList<quint64>({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
     EXPECT_EQ(m_memory.objects.value(QStringLiteral("big.bin")), source);
     EXPECT_EQ(upload.size(), static_cast<unsigned long long>(source.size()));
@@ -229,13 +212,10 @@ TEST_F(MultipartUpload, SourceChangesEndTheUploadWithTheirRecord)
         ASSERT_TRUE(runner.drive(upload));
         EXPECT_EQ(upload.state(), IOperation::StateError);
         EXPECT_EQ(upload.errorCode(), c.code);
-        EXPECT_EQ(!upload.errorMessage().isEmpty(), c.message) << upload.errorMessage().toStdString();
+        EXPECT_EQ(!upload.errorMessage().isEmpty(), c.message);
         EXPECT_EQ(!upload.cloudError().isEmpty(), c.record);
-        EXPECT_EQ(countOf(runner.jobTypes, JobFormat::UploadMultipart::Part::Type), c.offset / PartSize);
-        EXPECT_EQ(countOf(runner.jobTypes, JobFormat::UploadMultipart::End::Type), 0);
-        if (!c.action) {
-            EXPECT_TRUE(upload.errorMessage().contains(QStringLiteral("Input/output error")));
-        }
+        EXPECT_EQ(runner.jobTypes.count(JobFormat::UploadMultipart::Part::Type), c.offset / PartSize);
+        EXPECT_EQ(runner.jobTypes.count(JobFormat::UploadMultipart::End::Type), 0);
     }
 }
 
@@ -282,10 +262,10 @@ TEST_F(MultipartUpload, PartsAsLargeAsTheBudgetGoThroughTemporaryFiles)
         }
     }
     EXPECT_EQ(fileParts, 2);
-    EXPECT_EQ(MemoryManager::instance().used(), m_baseline);
     EXPECT_TRUE(QDir(TemporaryFileManager::instance().folderPath()).entryList(QDir::Files).isEmpty());
 
-    EXPECT_TRUE(stored(QStringLiteral("/large.bin")) ==
-                NorvikTest::ScriptedSource::bytes(0, partSize + 4096));
-    QFile::remove(m_root + QStringLiteral("/large.bin"));
+    QFile file(m_root + QStringLiteral("/large.bin"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll() == NorvikTest::ScriptedSource::bytes(0, partSize + 4096));
+    file.remove();
 }

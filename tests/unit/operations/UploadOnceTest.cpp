@@ -3,26 +3,22 @@
 #include "JobRunner.h"
 #include "ScriptedSource.h"
 
+#include "TestSupport.h"
+
 #include "connection/CloudErrorFactory.h"
 #include "connection/FileSourceCloudError.h"
 #include "engine/JobFormat.h"
 #include "engine/OperationJob.h"
 #include "engine/OperationManager.h"
-#include "engine/OperationTask.h"
-#include "info/CloudType.h"
 #include "info/Config.h"
-#include "operations/UploadEmptyFolder.h"
 #include "storage/CloudFileSystem.h"
 #include "streams/MemoryManager.h"
 #include "streams/TemporaryFile.h"
 #include "streams/TemporaryFileManager.h"
 
-#include "TestSupport.h"
-
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QDir>
-#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -125,85 +121,64 @@ protected:
 
 TEST_F(UploadOnceByHand, SourceOfTheWholeBudgetGoesToAFileAndOneByteLessToMemory)
 {
-    ScriptedSource atBudget(Budget);
-    ScriptedSource belowBudget(Budget - 1);
-    const auto large = upload(&atBudget, QStringLiteral("at-budget"));
-    const auto fits = upload(&belowBudget, QStringLiteral("below-budget"));
-
-    const QJsonObject fileJob = large->makeJob().object();
-    EXPECT_EQ(fileJob.value(JobFormat::UploadOnce::BufferType).toString(),
-              JobFormat::BufferType::Value::File);
-    const QUuid fileId(fileJob.value(JobFormat::UploadOnce::BufferId).toString());
-    ASSERT_TRUE(TemporaryFileManager::instance().get(fileId));
-    EXPECT_EQ(TemporaryFileManager::instance().get(fileId)->size(), Budget);
-    EXPECT_EQ(MemoryManager::instance().used(), 0u);
-    large->resultJob(OperationJob::exec(&m_storage, QJsonDocument(fileJob)));
-    EXPECT_FALSE(TemporaryFileManager::instance().get(fileId));
-
-    const QJsonObject memoryJob = fits->makeJob().object();
-    EXPECT_EQ(memoryJob.value(JobFormat::UploadOnce::BufferType).toString(),
-              JobFormat::BufferType::Value::Memory);
-    EXPECT_EQ(MemoryManager::instance().used(), static_cast<unsigned long long>(Budget - 1));
-    fits->resultJob(OperationJob::exec(&m_storage, QJsonDocument(memoryJob)));
-
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return large->isComplite(); }));
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return fits->isComplite(); }));
-    EXPECT_EQ(large->state(), IOperation::StateComplete);
-    EXPECT_EQ(fits->state(), IOperation::StateComplete);
-    EXPECT_EQ(large->size(), static_cast<unsigned long long>(Budget));
-    EXPECT_EQ(fits->size(), static_cast<unsigned long long>(Budget - 1));
-    expectStoredPattern(QStringLiteral("at-budget"), Budget);
-    expectStoredPattern(QStringLiteral("below-budget"), Budget - 1);
-}
-
-TEST_F(UploadOnceByHand, WaitsWithoutReadingWhileTheBudgetIsTaken)
-{
-    const QUuid others = MemoryManager::instance().tryReserved(Budget - 1000);
-    ASSERT_FALSE(others.isNull());
-
-    ScriptedSource source(1001);
-    const auto operation = upload(&source);
-    for (int pass = 0; pass < 5; ++pass)
-        EXPECT_TRUE(operation->makeJob().isNull());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(source.readCalls(), 0);
-    EXPECT_EQ(operation->errorCode(), 0);
-    EXPECT_FALSE(operation->isComplite());
-
-    MemoryManager::instance().remove(others);
-    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
-    EXPECT_EQ(operation->state(), IOperation::StateComplete);
-    expectStoredPattern(QStringLiteral("dir/object"), 1001);
-}
-
-TEST_F(UploadOnceByHand, WaitsWithoutErrorWhileEveryTemporaryFileIsTaken)
-{
-    QBuffer small;
-    small.setData(QByteArray("part"));
-    small.open(QIODevice::ReadOnly);
-    QList<QUuid> taken;
-    for (int i = 0; i < TemporaryFileSlots; ++i) {
-        small.seek(0);
-        taken.append(TemporaryFileManager::instance().tryAdd(4, small).first);
-        ASSERT_FALSE(taken.last().isNull());
+    for (const qint64 length : {Budget, Budget - 1}) {
+        SCOPED_TRACE(length);
+        const bool toFile = length == Budget;
+        ScriptedSource source(length);
+        const auto operation = upload(&source, QStringLiteral("object-%1").arg(length));
+        const QJsonObject job = operation->makeJob().object();
+        EXPECT_EQ(job.value(JobFormat::UploadOnce::BufferType).toString(),
+                  toFile ? JobFormat::BufferType::Value::File : JobFormat::BufferType::Value::Memory);
+        const QUuid fileId(job.value(JobFormat::UploadOnce::BufferId).toString());
+        EXPECT_EQ(bool(TemporaryFileManager::instance().get(fileId)), toFile);
+        EXPECT_EQ(MemoryManager::instance().used(), toFile ? 0u : static_cast<unsigned long long>(length));
+        operation->resultJob(OperationJob::exec(&m_storage, QJsonDocument(job)));
+        EXPECT_FALSE(TemporaryFileManager::instance().get(fileId));
+        ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+        EXPECT_EQ(operation->state(), IOperation::StateComplete);
+        EXPECT_EQ(operation->size(), static_cast<unsigned long long>(length));
+        expectStoredPattern(QStringLiteral("object-%1").arg(length), length);
     }
+}
 
-    ScriptedSource source(Budget);
-    const auto operation = upload(&source);
-    EXPECT_TRUE(operation->makeJob().isNull());
-    EXPECT_TRUE(operation->makeJob().isNull());
-    QCoreApplication::processEvents();
-    EXPECT_EQ(source.readCalls(), 0);
-    EXPECT_EQ(operation->errorCode(), 0);
-    EXPECT_FALSE(operation->isComplite());
+// While the budget or every temporary file is taken the upload waits: no read, no error.
+TEST_F(UploadOnceByHand, WaitsWithoutReadingWhileItsBufferIsTaken)
+{
+    for (const bool memory : {true, false}) {
+        SCOPED_TRACE(memory);
+        QBuffer small;
+        small.setData(QByteArray("part"));
+        small.open(QIODevice::ReadOnly);
+        QList<QUuid> taken;
+        if (memory)
+            taken.append(MemoryManager::instance().tryReserved(Budget - 1000));
+        for (int i = 0; !memory && i < TemporaryFileSlots; ++i) {
+            small.seek(0);
+            taken.append(TemporaryFileManager::instance().tryAdd(4, small).first);
+        }
+        ASSERT_FALSE(taken.contains(QUuid()));
 
-    for (const QUuid& id : taken)
-        TemporaryFileManager::instance().remove(id);
-    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
-    EXPECT_EQ(operation->state(), IOperation::StateComplete);
-    expectStoredPattern(QStringLiteral("dir/object"), Budget);
+        const qint64 length = memory ? 1001 : Budget;
+        ScriptedSource source(length);
+        const auto operation = upload(&source);
+        EXPECT_TRUE(operation->makeJob().isNull());
+        EXPECT_TRUE(operation->makeJob().isNull());
+        QCoreApplication::processEvents();
+        EXPECT_EQ(source.readCalls(), 0);
+        EXPECT_EQ(operation->errorCode(), 0);
+        EXPECT_FALSE(operation->isComplite());
+
+        for (const QUuid& id : taken) {
+            if (memory)
+                MemoryManager::instance().remove(id);
+            else
+                TemporaryFileManager::instance().remove(id);
+        }
+        EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
+        ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
+        EXPECT_EQ(operation->state(), IOperation::StateComplete);
+        expectStoredPattern(QStringLiteral("dir/object"), length);
+    }
 }
 
 // A source file that changes while it is read ends the upload with code 29 and the record of
@@ -232,7 +207,7 @@ TEST_P(UploadOnceSourceChange, EndsTheUploadWithTheRecordOfTheChange)
     ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
     EXPECT_EQ(operation->state(), IOperation::StateError);
     EXPECT_EQ(operation->errorCode(), 29);
-    EXPECT_TRUE(operation->errorMessage().contains(changedFile)) << operation->errorMessage().toStdString();
+    EXPECT_TRUE(operation->errorMessage().contains(changedFile));
 
     const auto record = Error::CloudErrorFactory()(operation->cloudError().toUtf8());
     ASSERT_TRUE(record) << operation->cloudError().toStdString();
@@ -265,9 +240,8 @@ TEST_F(UploadOnceByHand, SourceThatEndsBeforeItsLengthStoresNothing)
         ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
         EXPECT_EQ(operation->state(), IOperation::StateError);
         EXPECT_EQ(operation->errorCode(), 3);
-        EXPECT_TRUE(operation->errorMessage().contains(QString::number(length - 100)))
-            << operation->errorMessage().toStdString();
-        EXPECT_FALSE(QFileInfo::exists(stored(QStringLiteral("cut"))));
+        EXPECT_TRUE(operation->errorMessage().contains(QString::number(length - 100)));
+        EXPECT_FALSE(QFile::exists(stored(QStringLiteral("cut"))));
         EXPECT_EQ(MemoryManager::instance().used(), 0u);
         EXPECT_EQ(freeTemporaryFileSlots(), TemporaryFileSlots);
     }
@@ -282,9 +256,7 @@ TEST_F(UploadOnceByHand, FailedUploadStillFreesItsBufferAndCountsTheBytesHandedO
     ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
     EXPECT_EQ(operation->state(), IOperation::StateError);
     EXPECT_EQ(operation->errorCode(), 7);
-    EXPECT_FALSE(operation->errorMessage().isEmpty());
     EXPECT_EQ(operation->size(), 2048u);
-    EXPECT_TRUE(operation->info().isEmpty());
     EXPECT_EQ(MemoryManager::instance().used(), 0u);
 }
 

@@ -16,7 +16,7 @@
 #include <QBuffer>
 #include <QCoreApplication>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
@@ -51,7 +51,7 @@ protected:
         return OperationManager::instance().uploadMultipart(config, key, {}, &source, {});
     }
 
-    QSharedPointer<IOperation> download()
+    QSharedPointer<IOperation> download() const
     {
         return OperationManager::instance().downloadBlob(config, "/blob", 0, 24 * MiB - 1);
     }

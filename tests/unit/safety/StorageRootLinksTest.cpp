@@ -10,7 +10,6 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QUuid>
 
 namespace {
 

@@ -22,11 +22,9 @@ int main(int argc, char** argv)
     source.open(QIODevice::ReadOnly);
     auto& files = Norvik::Cloud::TemporaryFileManager::instance();
     const auto added = files.tryAdd(1000, source);
-    if (added.first.isNull())
-        return 3;
-    auto* file = qobject_cast<QFile*>(files.get(added.first)->file().data());
+    auto* file = added.first.isNull() ? nullptr : qobject_cast<QFile*>(files.get(added.first)->file().data());
     if (!file)
-        return 4;
+        return 3;
     // Asking for the name gives the otherwise unnamed file a place in the folder.
     std::printf("%s\n", file->fileName().toLocal8Bit().constData());
     return 0;

@@ -31,28 +31,3 @@ Api::CloudAmazonS3LikePrivate* TestCloudPlugin::createAmazonS3Like(Type type)
     object->setEndpoint(markedEndpoint("createAmazonS3Like", type));
     return object;
 }
-
-Api::CloudAzureBlobPrivate* TestCloudPlugin::createAzureBlob()
-{
-    return nullptr;
-}
-
-Api::CloudGoogleStoragePrivate* TestCloudPlugin::createGoogleStorage()
-{
-    return nullptr;
-}
-
-Api::CloudOpenStackPrivate* TestCloudPlugin::createOpenStack()
-{
-    return nullptr;
-}
-
-Api::CloudBackBlazePrivate* TestCloudPlugin::createBackBlaze()
-{
-    return nullptr;
-}
-
-Api::StorageSftpPrivate* TestCloudPlugin::createStorageSftp()
-{
-    return nullptr;
-}

@@ -15,10 +15,10 @@ class TestCloudPlugin : public QObject, public Norvik::Cloud::Api::ICloudPrivate
 
 public:
     Norvik::Cloud::Api::CloudAmazonS3Private* createAmazonS3(Norvik::Cloud::Type type) override;
-    Norvik::Cloud::Api::CloudAzureBlobPrivate* createAzureBlob() override;
-    Norvik::Cloud::Api::CloudGoogleStoragePrivate* createGoogleStorage() override;
+    Norvik::Cloud::Api::CloudAzureBlobPrivate* createAzureBlob() override { return nullptr; }
+    Norvik::Cloud::Api::CloudGoogleStoragePrivate* createGoogleStorage() override { return nullptr; }
     Norvik::Cloud::Api::CloudAmazonS3LikePrivate* createAmazonS3Like(Norvik::Cloud::Type type) override;
-    Norvik::Cloud::Api::CloudOpenStackPrivate* createOpenStack() override;
-    Norvik::Cloud::Api::CloudBackBlazePrivate* createBackBlaze() override;
-    Norvik::Cloud::Api::StorageSftpPrivate* createStorageSftp() override;
+    Norvik::Cloud::Api::CloudOpenStackPrivate* createOpenStack() override { return nullptr; }
+    Norvik::Cloud::Api::CloudBackBlazePrivate* createBackBlaze() override { return nullptr; }
+    Norvik::Cloud::Api::StorageSftpPrivate* createStorageSftp() override { return nullptr; }
 };
