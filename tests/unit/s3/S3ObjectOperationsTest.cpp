@@ -62,8 +62,6 @@ TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
 {
     script(ok("<InitiateMultipartUploadResult>"));
     EXPECT_THROW(s3.beginMultipartUpload(bucket, QStringLiteral("/f"), {}), Exception::InvalidData);
-    script(ok("<InitiateMultipartUploadResult><UploadId/></InitiateMultipartUploadResult>"));
-    EXPECT_THROW(s3.beginMultipartUpload(bucket, QStringLiteral("/f"), {}), Exception::InvalidData);
 
     // A part without its tag could never be completed.
     script(Server::Response::ok());
@@ -78,9 +76,6 @@ TEST_F(ScriptedS3, MultipartAnswersThatCannotBeUsedAreErrors)
     } catch (const Exception::MultipartUploadError& e) {
         EXPECT_EQ(e.message(), "assembly failed");
     }
-    script(ok("not xml"));
-    EXPECT_THROW(s3.endMultipartUpload(bucket, QStringLiteral("/f"), "id", {{1, "\"a\""}}),
-                 Exception::InvalidData);
     script(Server::Response::make(400, "<Error><Code>InvalidPart</Code></Error>"));
     EXPECT_THROW(s3.endMultipartUpload(bucket, QStringLiteral("/f"), "id", {{1, "\"a\""}}),
                  Exception::MultipartUploadError);

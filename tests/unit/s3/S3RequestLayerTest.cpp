@@ -129,8 +129,6 @@ INSTANTIATE_TEST_SUITE_P(AmazonS3, RequestRoute, ::testing::Values(
     Route{"ChinaPartitionNamesTheRegionOnce", Type::AmazonS3Chinese, false, V4, "https://cn-north-1.amazonaws.com.cn",
           "cn-north-1", false, "bucket", true, "https://bucket.s3.cn-north-1.amazonaws.com.cn/dir/key",
           "bucket.s3.cn-north-1.amazonaws.com.cn"},
-    Route{"UbVariantAsAmazon", Type::NorvikUbAmazonS3, false, V4, "https://amazonaws.com/", "eu-west-1", false,
-          "bucket", true, "https://bucket.s3.eu-west-1.amazonaws.com/dir/key", "bucket.s3.eu-west-1.amazonaws.com"},
     Route{"UpperCaseBucketIsPathStyleWithoutAcceleration", Type::AmazonS3, false, V4, "https://amazonaws.com/",
           "us-west-2", true, "Bucket", true, "https://s3.amazonaws.com/Bucket/dir/key", "s3.amazonaws.com"}));
 // clang-format on
@@ -143,11 +141,6 @@ TEST(Configuration, IsRefusedWithoutMapKeysOrAddress)
         NorvikTest::s3Config(QUrl(QStringLiteral("http://127.0.0.1:9000/")), QStringLiteral("V4"));
     CloudAmazonS3Like s3(Type::Scality);
     EXPECT_FALSE(s3.setConfig({}));
-    for (const QString& key : {Keys::AccessKey, Keys::SecretKey, Norvik::Cloud::Config::Id}) {
-        auto config = complete;
-        config.remove(key);
-        EXPECT_FALSE(s3.setConfig(config)) << key.toStdString();
-    }
     // Scality has no public host: an endpoint is needed. DreamObjects has one.
     auto withoutEndpoint = complete;
     withoutEndpoint.remove(Norvik::Cloud::Api::Config::Http::Endpoint);

@@ -11,8 +11,6 @@
 #include <QJsonObject>
 #include <QUuid>
 
-#include <iostream>
-
 namespace NorvikTest {
 
 using Norvik::Cloud::Api::CloudAmazonS3Like;
@@ -71,11 +69,8 @@ void S3BucketTest::TearDown()
         for (const QString& name : objectNames(*s3, bucket))
             s3->delete_(bucket, ListingObject(name, QDateTime(), 0, {}, {}, false).json());
         s3->removeContainers(bucket);
-    } catch (const Norvik::Cloud::Api::Exception::NoContent&) {
-        // The bucket is gone.
-    } catch (const Norvik::Cloud::Api::Exception::Base& e) {
-        std::cerr << "bucket " << bucket.toStdString() << " left behind: " << e.message().toStdString()
-                  << '\n';
+    } catch (const Norvik::Cloud::Api::Exception::Base&) {
+        // NoContent: the bucket is gone. Anything else leaves it behind, which costs nothing.
     }
 }
 
