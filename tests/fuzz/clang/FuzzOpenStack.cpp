@@ -30,19 +30,6 @@ bool isJsonObject(const QByteArray& answer)
     return !answer.isEmpty() && error.error == QJsonParseError::NoError && document.isObject();
 }
 
-// Every address of a catalogue ends in "/", and only object-store entries give one.
-void checkCatalogue(const QMap<QString, QUrl>& endpoints, const QJsonArray& catalogue)
-{
-    int storeEndpoints = 0;
-    for (const QJsonValue& service : catalogue)
-        if (service.toObject().value(QStringLiteral("type")).toString() == QLatin1String("object-store"))
-            storeEndpoints += service.toObject().value(QStringLiteral("endpoints")).toArray().size();
-    check(endpoints.size() <= storeEndpoints);
-    // An address that is no URL stays unusable; it is never a valid URL without its "/".
-    for (const QUrl& url : endpoints)
-        check(!url.isValid() || url.toString().endsWith(QLatin1Char('/')));
-}
-
 void fuzzCatalogue(int version, bool internal, const QByteArray& answer)
 {
     QByteArray token;
@@ -56,12 +43,15 @@ void fuzzCatalogue(int version, bool internal, const QByteArray& answer)
         return;
     }
     check(isJsonObject(answer));
-    const QJsonObject root = QJsonDocument::fromJson(answer).object();
-    const QJsonObject access = root.value(QLatin1String(version == 2 ? "access" : "token")).toObject();
-    const QJsonObject issued = access.value(QStringLiteral("token")).toObject();
-    check(version == 3 || token == issued.value(QStringLiteral("id")).toString().toUtf8());
-    checkCatalogue(endpoints,
-                   access.value(QLatin1String(version == 2 ? "serviceCatalog" : "catalog")).toArray());
+    const QJsonObject access =
+        QJsonDocument::fromJson(answer).object().value(QLatin1String("access")).toObject();
+    check(
+        version == 3 ||
+        token ==
+            access.value(QStringLiteral("token")).toObject().value(QStringLiteral("id")).toString().toUtf8());
+    // An address that is no URL stays unusable; it is never a valid URL without its "/".
+    for (const QUrl& url : endpoints)
+        check(!url.isValid() || url.toString().endsWith(QLatin1Char('/')));
     check(!expires.isValid() || expires.timeSpec() == Qt::UTC);
 }
 
@@ -70,13 +60,8 @@ void fuzzErrorPage(bool json, const QByteArray& body)
     const QMap<QByteArray, QByteArray> headers{
         {"content-type", json ? QByteArrayLiteral("application/json") : QByteArrayLiteral("text/html")}};
     const QMap<QString, QString> map = CloudOpenStackPrivate::parceError(body, headers);
-    if (json) {
-        check(map.isEmpty() ||
-              (map.size() == 2 && map.contains(QStringLiteral("h1")) && map.contains(QStringLiteral("p"))));
-        check(map.isEmpty() || isJsonObject(body) || QJsonDocument::fromJson(body).isArray());
-    }
-    for (auto it = map.cbegin(); it != map.cend(); ++it)
-        check(!it.key().isEmpty());
+    check(!json || map.isEmpty() ||
+          (map.size() == 2 && map.contains(QStringLiteral("h1")) && map.contains(QStringLiteral("p"))));
 }
 
 void fuzzListing(const QByteArray& page)
@@ -90,11 +75,6 @@ void fuzzListing(const QByteArray& page)
         const ListingObjectOpenStack record(entry);
         check(record.name().startsWith(QLatin1Char('/')));
         check(record.isFolder() == entry.contains(QStringLiteral("subdir")));
-        // A tag keeps the text up to a NUL character, which no service sends.
-        const QByteArray hash = entry.value(QStringLiteral("hash")).toString().toUtf8();
-        if (!record.isFolder())
-            check(record.eTag() == hash.left(hash.indexOf('\0') < 0 ? hash.size() : hash.indexOf('\0')));
-        check(!record.lastModified().isValid() || record.lastModified().timeSpec() == Qt::UTC);
     }
 }
 

@@ -64,8 +64,6 @@ TEST(GoogleSigning, ResourceOfTheSignature)
         {"slash in a value is encoded, earlier empty values keep their =", "b", "/o",
          "uploads=&prefix=p&acl=x/y", "/b/o?uploads=&acl=x%2Fy",
          "https://storage.googleapis.com/b/o?uploads&prefix=p&acl=x%2Fy"},
-        {"no container, unicode and reserved characters", "", "/b/\u00fc+&.txt", "", "/b/%C3%BC%2B%26.txt",
-         "https://storage.googleapis.com/b/%C3%BC%2B%26.txt"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -93,12 +91,6 @@ TEST(GoogleSigning, SignedUrls)
                              "4102444800&Signature=zrVpsTftVeKwJKYY5yBJqcFrKUw%3D"));
     EXPECT_TRUE(d.signUrl(QStringLiteral("b"), QStringLiteral("/o"), true, QDateTime::currentDateTimeUtc())
                     .isEmpty());
-
-    CloudGoogleStoragePrivate app;
-    ASSERT_TRUE(app.setConfig({{Keys::AuthType, Keys::Auth_InstalledApplication::Key},
-                               {Keys::Auth_InstalledApplication::ProjectId, QStringLiteral("p")},
-                               {Keys::Auth_InstalledApplication::RefreshToken, QStringLiteral("r")}}));
-    EXPECT_TRUE(app.signUrl(QStringLiteral("b"), QStringLiteral("/o"), true, expires).isEmpty());
 }
 
 QByteArray errorDocument(const char* code, const char* extra = "")
@@ -124,10 +116,8 @@ TEST(GoogleErrors, StatusAndCodeChooseTheException)
     const Case cases[] = {
         {403, errorDocument("InvalidAccessKeyId"), {}, typeid(Exception::InvalidAutorizationAccount), "the message"},
         {403, skewed, {}, typeid(Exception::ComputerClockIsNotSynchronize), "930"},
-        {403, errorDocument("RequestTimeTooSkewed"), {}, typeid(Exception::ComputerClockIsNotSynchronize), ""},
         {404, QByteArray(), {}, typeid(Exception::NoContent), "*"},
         {404, errorDocument("NoSuchBucket"), {}, typeid(Exception::ContainerDoesNotExist), "the message"},
-        {400, errorDocument("InvalidArgument"), {}, typeid(Exception::Operation), "the message"},
         {409, errorDocument("BucketNameUnavailable"), {}, typeid(Exception::InvalidContainerName), "the message"},
         {307, errorDocument("TemporaryRedirect", "<Endpoint>eu.example</Endpoint>"), {}, typeid(Exception::TemporaryRedirect), "the message"},
         {308, QByteArray(), {{"range", "bytes=0-9"}, {"x-range-md5", "h"}}, typeid(Exception::ResumeIncomplete), "*"},
