@@ -8,6 +8,7 @@
 #include "TestSupport.h"
 
 #include "connection/CloudFactory.h"
+#include "connection/Exception.h"
 #include "info/Config.h"
 #include "operations/ContainerParams.h"
 
@@ -17,6 +18,7 @@
 #include <QJsonArray>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QUuid>
 
 #include <gtest/gtest.h>
@@ -26,6 +28,7 @@
 namespace {
 
 using Norvik::Cloud::Api::CloudGoogleStorage;
+namespace Exception = Norvik::Cloud::Api::Exception;
 using NorvikTest::GcsTestServer;
 namespace Google = Norvik::Cloud::Config::GoogleStorage;
 constexpr int MiB = 1024 * 1024;
@@ -76,6 +79,37 @@ protected:
         return out.data();
     }
 };
+
+TEST_F(GoogleServer, StaleTokenIsRenewedInTheMiddleOfAMultipartUpload)
+{
+    // 303 seconds: the token is reused for 3 seconds, until its 300-second margin, then renewed.
+    const QString bucket = makeBucket();
+    server().admin(QStringLiteral("lifetime?seconds=303"));
+    auto connection = connect(server().serviceAccountConfig());
+    const QByteArray first = NorvikTest::randomBytes(5 * MiB, 3);
+    const QByteArray second = NorvikTest::randomBytes(1000, 4);
+    const QByteArray id = connection->beginMultipartUpload(bucket, QStringLiteral("/big.bin"), {});
+    const QByteArray tag1 =
+        connection->uploadMultipart(bucket, QStringLiteral("/big.bin"), id, 1, first, QUuid());
+    EXPECT_EQ(server().stat(QStringLiteral("jwt")), 1);
+    QThread::msleep(3300);
+    const QByteArray tag2 =
+        connection->uploadMultipart(bucket, QStringLiteral("/big.bin"), id, 2, second, QUuid());
+    connection->endMultipartUpload(bucket, QStringLiteral("/big.bin"), id, {{1, tag1}, {2, tag2}});
+    EXPECT_EQ(server().stat(QStringLiteral("jwt")), 2);
+    EXPECT_EQ(download(*connection, bucket, QStringLiteral("/big.bin")), first + second);
+}
+
+// (A key of another account and a revoked token are the wrong credentials of the shared suite.)
+TEST_F(GoogleServer, DamagedKeyFileGivesAnAuthorisationFailure)
+{
+    GcsTestServer::ConfigMap broken = server().serviceAccountConfig();
+    broken.insert(Google::Auth_ServiceAccount::PrivateKey,
+                  QString::fromLatin1(QByteArray("no key").toBase64()));
+    EXPECT_THROW(connect(broken)->containers(), Exception::InvalidAutorizationAccount);
+    EXPECT_GE(server().stat(QStringLiteral("rejected_tokens")), 1);
+    EXPECT_EQ(server().stat(QStringLiteral("bearer")), 0);
+}
 
 TEST_F(GoogleServer, OneTimeCodeWinsOverAStoredRefreshToken)
 {

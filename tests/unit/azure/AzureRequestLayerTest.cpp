@@ -183,3 +183,26 @@ TEST_F(ScriptedAzure, BusyServiceRepeatsOnlyTheFailedBlock)
 }
 
 } // namespace
+
+TEST_F(ScriptedAzure, RehydrationIsWaitedFor)
+{
+    int heads = 0;
+    QByteArray tierAsked;
+    handler = [&](const Server::Request& request) {
+        if (request.method == "PUT") {
+            tierAsked = request.header("x-ms-access-tier");
+            return Server::Response::make(202);
+        }
+        const bool pending = ++heads < 3;
+        return Server::Response::ok()
+            .withHeader("x-ms-access-tier", pending ? "Archive" : "Hot")
+            .withHeader("x-ms-archive-status", pending ? "rehydrate-pending-to-hot" : "");
+    };
+    azure->prepareForDownload("c", "/cold.bin", {});
+    EXPECT_EQ(tierAsked, "Hot");
+    EXPECT_FALSE(azure->checkReadyForDownload("c", "/cold.bin"));
+    EXPECT_FALSE(azure->checkReadyForDownload("c", "/cold.bin"));
+    EXPECT_TRUE(azure->checkReadyForDownload("c", "/cold.bin"));
+    azure->finalizeDownloaded("c", "/cold.bin");
+    EXPECT_EQ(tierAsked, "Archive");
+}
