@@ -91,23 +91,3 @@ TEST(EngineFlow, BusyTaskThreadsLeaveTheNextOperationQueuedUntilOneIsFree)
         holder->remove();
     waiting->remove();
 }
-
-TEST(EngineFlow, ResultsReachOnlyTheOperationTheyName)
-{
-    NorvikTest::LogCapture log;
-    const QSharedPointer<HoldingOperation> holder = registered<HoldingOperation>();
-    holder->exec();
-    // The task thread that serves it, from the result of its first job.
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return holder->resultCount() >= 1; }));
-    const QUuid task(holder->results().first().value(JobFormat::TaskId).toString());
-    const int before = holder->resultCount();
-
-    // A result naming another operation (a late one of a removed operation) is logged and
-    // dropped, never applied to the operation that the task serves now.
-    const QUuid stranger = QUuid::createUuid();
-    OperationManager::instance().sendOperationResult(
-        task, QJsonDocument(QJsonObject{{JobFormat::Id, stranger.toString()}}));
-    EXPECT_TRUE(log.waitFor({QStringLiteral("Unknown operation handler, id:"), stranger.toString()}));
-    EXPECT_EQ(holder->resultCount(), before);
-    holder->remove();
-}

@@ -239,19 +239,6 @@ TEST_F(FileSystemFullDisk, MultipartPartThatDoesNotFitEndsTheUpload)
         [&] { m_storage.endMultipartUpload(QString(), "/multi.bin", id, {}); }));
 }
 
-TEST_F(FileSystemBadInput, ImpossiblePreallocationFailsBeforeReading)
-{
-    // More than any disk holds: refused by the file system at once, on any machine.
-    auto device = bufferOver("tiny");
-    const auto error = thrown<Api::Exception::CreateObjectError>(
-        [&] { m_storage.upload(QString(), "/huge.bin", {}, device, 1LL << 60, QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_FALSE(error->message().isEmpty());
-    EXPECT_FALSE(device->isOpen());
-    EXPECT_FALSE(existsBelowRoot("huge.bin"));
-    expectOutsideUntouched();
-}
-
 TEST_F(FileSystemStorageTest, SourceThatEndsEarlyFailsAndLeavesNothing)
 {
     auto device = bufferOver("short");

@@ -199,7 +199,6 @@ TEST_F(MultipartUpload, SourceChangesEndTheUploadWithTheirRecord)
         // Nothing out: the operation ends at once, with the text.
         {"deleted at once", NorvikTest::throwDeleted(), 10, 29, true, true},
         // A read that fails part way: no short part goes up in the middle of the object.
-        {"read fails", {}, PartSize * 2 + 1, 3, true, false},
         {"read fails at once", {}, 10, 3, true, false},
     };
     for (const Case& c : cases) {

@@ -247,17 +247,4 @@ TEST_F(UploadOnceByHand, SourceThatEndsBeforeItsLengthStoresNothing)
     }
 }
 
-TEST_F(UploadOnceByHand, FailedUploadStillFreesItsBufferAndCountsTheBytesHandedOver)
-{
-    // A path out of the storage folder is refused by the storage.
-    ScriptedSource source(2048);
-    const auto operation = upload(&source, QStringLiteral("../outside"));
-    EXPECT_TRUE(JobRunner(m_storage).drive(*operation));
-    ASSERT_TRUE(NorvikTest::waitFor([&] { return operation->isComplite(); }));
-    EXPECT_EQ(operation->state(), IOperation::StateError);
-    EXPECT_EQ(operation->errorCode(), 7);
-    EXPECT_EQ(operation->size(), 2048u);
-    EXPECT_EQ(MemoryManager::instance().used(), 0u);
-}
-
 } // namespace

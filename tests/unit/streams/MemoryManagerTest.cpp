@@ -137,21 +137,6 @@ TEST_F(MemoryManagerTest, KeepsWhatWasReadBeforeAReadFailure)
     memory().remove(id);
 }
 
-TEST_F(MemoryManagerTest, AnExceptionFromTheSourcePassesThroughAndChargesNothing)
-{
-    NorvikTest::ScriptedSource source(4096, NorvikTest::ScriptedSource::Access::Sequential, 512);
-    source.breakAt(1024, NorvikTest::throwModified());
-
-    EXPECT_THROW(memory().tryAdd(4096, source), Norvik::Stream::Exception::SourceFileModified);
-    EXPECT_EQ(memory().used(), 0u);
-
-    // The lock was released on the way out: the registry still answers on this thread.
-    auto device = deviceOver(QByteArray(10, 'z'));
-    const QUuid id = memory().tryAdd(10, *device);
-    ASSERT_FALSE(id.isNull());
-    memory().remove(id);
-}
-
 TEST_F(MemoryManagerTest, AReservationIsFilledLaterWithoutChangingTheCount)
 {
     const QUuid id = memory().tryReserved(16);

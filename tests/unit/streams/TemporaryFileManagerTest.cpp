@@ -164,17 +164,4 @@ TEST_F(TemporaryFileManagerTest, AFailingRandomAccessSourceIsAnErrorNotAShortPar
     EXPECT_EQ(contents(files().get(mustAdd(50000, pipe))), data.left(30000));
 }
 
-TEST_F(TemporaryFileManagerTest, AnExceptionFromTheSourcePassesThroughAndFreesTheSlot)
-{
-    NorvikTest::ScriptedSource source(40000, NorvikTest::ScriptedSource::Access::Sequential, 4096);
-    source.breakAt(10000, NorvikTest::throwModified());
-    EXPECT_THROW(files().tryAdd(40000, source), Norvik::Stream::Exception::SourceFileModified);
-    EXPECT_EQ(liveFiles(), 0);
-
-    // The lock was released and the half-written file dropped: both slots are free.
-    auto device = deviceOver(QByteArray(10, 'e'));
-    for (int i = 0; i < FileSlots; ++i)
-        EXPECT_FALSE(mustAdd(5, *device).isNull());
-}
-
 } // namespace

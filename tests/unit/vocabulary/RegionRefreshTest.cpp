@@ -94,29 +94,6 @@ const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new Region
 
 } // namespace
 
-// Every way a download can fail leaves no fetched list behind, also when one was there.
-TEST(RegionListDownload, FailedDownloadsLeaveTheFetchedListEmpty)
-{
-    answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
-    S3LikeRegionListUpdater updater(url("/fail.xml"), QStringLiteral(":regions.wasabi.xml"));
-
-    const QList<QPair<const char*, std::function<void()>>> failures = {
-        {"not XML", [] { answer("/fail.xml", 200, "<RegionList><Regions><Region>"); }},
-        {"no region list", [] { answer("/fail.xml", 200, "<html><body>maintenance</body></html>"); }},
-        {"not found", [] { answer("/fail.xml", 404, "<html><body>404</body></html>"); }},
-        {"server error with a list", [] { answer("/fail.xml", 500, regionList({QStringLiteral("a-1")})); }},
-    };
-    for (const auto& [what, breakIt] : failures) {
-        answer("/fail.xml", 200, regionList({QStringLiteral("eu-west-1")}));
-        ASSERT_TRUE(updater.reload()) << what;
-        ASSERT_EQ(updater.regions().size(), 1) << what;
-        breakIt();
-        EXPECT_FALSE(updater.reload()) << what;
-        EXPECT_TRUE(updater.regions().isEmpty()) << what;
-        EXPECT_EQ(updater.defaultRegions().size(), 13) << what;
-    }
-}
-
 // Job threads have no event loop of their own, and several may ask at once: one download serves
 // them all.
 TEST(RegionListDownload, ConcurrentRequestsShareOneDownload)
