@@ -3,15 +3,12 @@
 
 #include <NorvikCore/GlobalConfig.h>
 
-#include <QThread>
-
 #include "ScriptedHttpServer.h"
 #include <gtest/gtest.h>
 
 #include <QMutex>
 
 #include <algorithm>
-#include <atomic>
 
 using namespace Norvik::Cloud;
 using Info::RegionMap;
@@ -93,30 +90,6 @@ public:
 const auto* const g_environment = ::testing::AddGlobalTestEnvironment(new RegionServiceEnvironment);
 
 } // namespace
-
-// Job threads have no event loop of their own, and several may ask at once: one download serves
-// them all.
-TEST(RegionListDownload, ConcurrentRequestsShareOneDownload)
-{
-    answer("/slow.xml", 200, regionList({QStringLiteral("ap-x-1")}), 300);
-    S3LikeRegionListUpdater updater(url("/slow.xml"), QStringLiteral(":regions.s3.xml"));
-
-    std::atomic<int> sawFetched{0};
-    QList<QThread*> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads << QThread::create([&] {
-            if (updater.currentRegions(true).contains(QStringLiteral("ap-x-1")))
-                ++sawFetched;
-        });
-        threads.last()->start();
-    }
-    for (QThread* thread : threads) {
-        EXPECT_TRUE(thread->wait(10000));
-        delete thread;
-    }
-    EXPECT_EQ(sawFetched.load(), 4);
-    EXPECT_EQ(requests("/slow.xml"), 1);
-}
 
 // The rule the descriptors follow: request paths never download; a configuration check may,
 // until one download has succeeded; after that the list stays for the life of the process.
