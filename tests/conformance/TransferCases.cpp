@@ -217,8 +217,9 @@ CONFORMANCE_CASE(CloudStreamsReadLikeFiles, always)
         const std::unique_ptr<QIODevice> stream(make());
         SCOPED_TRACE(stream->metaObject()->className());
         ASSERT_TRUE(stream->open(QIODevice::ReadOnly));
-        if (auto* prepared = qobject_cast<Stream::ICloudPrepareStream*>(stream.get()))
+        if (auto* prepared = qobject_cast<Stream::ICloudPrepareStream*>(stream.get())) {
             ASSERT_TRUE(waitUntilReady(*prepared));
+        }
         compareRandomReads(*stream, data, ++seed);
     }
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList()) << "temporary files left behind";
