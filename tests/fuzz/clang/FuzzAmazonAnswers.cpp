@@ -1,6 +1,7 @@
 // The answers that only Amazon S3 gives: the acceleration setting of a bucket and the restore
 // state of an object. The first reads a document: no answer exactly when the body is not XML,
 // and "enabled" only where the body says "Enabled". The second reads a header.
+#include "FuzzSupport.h"
 #include "s3/AmazonS3Answers.h"
 
 #include <NorvikCore/NorvikDebug.h>
@@ -14,19 +15,7 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-// A property that does not hold is a crash of the target, which names the line of the check.
-#define check(condition)                                                                                     \
-    ((condition)                                                                                             \
-         ? void()                                                                                            \
-         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
-
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -2,6 +2,7 @@
 // container listings, blob listing pages, block lists, and the block ids inside them. A body
 // that is not XML throws InvalidData carrying it and nothing else; one that is gives exactly
 // one record per element of the document.
+#include "FuzzSupport.h"
 #include "azure/AzureBlobRecords.h"
 
 #include "connection/Exception.h"
@@ -19,8 +20,6 @@
 using namespace Norvik::Cloud::Api;
 
 namespace {
-
-#define check(condition) ((condition) ? void() : std::abort())
 
 int countChildren(const QDomElement& parent, const char* name)
 {
@@ -45,12 +44,6 @@ bool reads(const QByteArray& body, bool isXml, const std::function<void()>& read
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -25,9 +25,6 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-// A failed property aborts, with its line in the report.
-#define check(condition) ((condition) ? void() : (std::fprintf(stderr, "line %d\n", __LINE__), std::abort()))
-
 void mapError(bool forbidden, const QByteArray& body)
 {
     try {
@@ -61,12 +58,6 @@ void readObjects(const QJsonObject& answer)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -30,12 +30,6 @@ void checkRoundTrip(const QSharedPointer<Error::CloudErrorBase>& record)
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray input(reinterpret_cast<const char*>(data), static_cast<int>(size));

@@ -23,8 +23,6 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-#define check(condition) ((condition) ? void() : std::abort())
-
 bool reads(const QByteArray& body, bool isXml, const std::function<void()>& reader)
 {
     try {
@@ -74,12 +72,6 @@ void fuzzListing(const QByteArray& body, const QDomDocument& document, bool isXm
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -21,8 +21,6 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-#define check(condition) ((condition) ? void() : std::abort())
-
 bool isJsonObject(const QByteArray& answer)
 {
     QJsonParseError error{};
@@ -79,12 +77,6 @@ void fuzzListing(const QByteArray& page)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -1,5 +1,6 @@
 // Region lists are downloaded from the web: a broken or hostile one must be refused or read,
 // never crash, and whatever is read must follow the prefix rule.
+#include "FuzzSupport.h"
 #include "info/S3LikeRegionListUpdater.h"
 
 #include <NorvikCore/NorvikDebug.h>
@@ -7,12 +8,6 @@
 #include <cstdlib>
 
 using namespace Norvik::Cloud;
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

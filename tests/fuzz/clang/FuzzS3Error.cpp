@@ -2,6 +2,7 @@
 // from a proxy in front of it. Reading them must never crash, and what is read must be what the
 // document says: the children of "Error" by name, the four named ones only when they carry text.
 // (The document reader underneath, AmazonErrorResponseParser, is also run by fuzz_cloud_error.)
+#include "FuzzSupport.h"
 #include "s3/CloudAmazonS3LikePrivate.h"
 #include "s3/S3ErrorDescription.h"
 
@@ -18,12 +19,6 @@ namespace Description = Norvik::Cloud::Info::ErrorDescription;
 
 namespace {
 
-// A property that does not hold is a crash of the target, which names the line of the check.
-#define check(condition)                                                                                     \
-    ((condition)                                                                                             \
-         ? void()                                                                                            \
-         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
-
 bool isNamed(const QString& name)
 {
     return name == QLatin1String("Code") || name == QLatin1String("Message") ||
@@ -31,12 +26,6 @@ bool isNamed(const QString& name)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -24,12 +24,6 @@ using namespace Norvik::Cloud::Api;
 
 namespace {
 
-// A property that does not hold is a crash of the target, which names the line of the check.
-#define check(condition)                                                                                     \
-    ((condition)                                                                                             \
-         ? void()                                                                                            \
-         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
-
 int countChildren(const QDomElement& root, const char* name)
 {
     int count = 0;
@@ -78,12 +72,6 @@ void fuzzListingMarker(const QByteArray& bytes)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

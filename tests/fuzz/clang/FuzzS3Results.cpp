@@ -2,6 +2,7 @@
 // element as the S3 connection reads them: the document's root, whatever its name, and each
 // "Part" or "Error" child of it. Every record carries exactly what its element says, and
 // survives the JSON form in which it travels to the caller.
+#include "FuzzSupport.h"
 #include "s3/AmazonS3LikeRecords.h"
 
 #include "connection/MultipartListPartObject.h"
@@ -18,12 +19,6 @@
 using namespace Norvik::Cloud::Api;
 
 namespace {
-
-// A property that does not hold is a crash of the target, which names the line of the check.
-#define check(condition)                                                                                     \
-    ((condition)                                                                                             \
-         ? void()                                                                                            \
-         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
 
 QString childText(const QDomElement& element, const char* name)
 {
@@ -59,12 +54,6 @@ void fuzzDeleteErrors(const QDomElement& root)
 }
 
 } // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    NorvikDebug::setThreshold(NorvikDebug::Level::Off);
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -5,6 +5,15 @@
 #include <QList>
 #include <QSet>
 
+#include <cstdio>
+#include <cstdlib>
+
+// A property that does not hold ends the run, naming its place.
+#define check(condition)                                                                                     \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: property does not hold\n", __FILE__, __LINE__), std::abort()))
+
 // Whether some object of the JSON text (well formed or not) may name a member twice. Qt 5.15's
 // JSON reader leaks the earlier value of such a member when it is an array or an object, inside
 // QJsonDocument::fromJson, whoever calls it; those texts are not given to the JSON readers here,
