@@ -177,29 +177,41 @@ protected:
     QTemporaryDir m_dir;
 };
 
-// With the HMAC key: gsutil's other sign-ins would test our server's token endpoints, not us.
+// With the HMAC key and with the service account: gsutil reads ours, we read gsutil's.
 TEST_F(Gsutil, ReadsWhatWeWriteAndTheOtherWayRound)
 {
     const QString bucket = makeBucket();
-    const QString boto =
-        write(QStringLiteral("boto.cfg"),
-              QStringLiteral(
-                  "[Boto]\nproxy = 127.0.0.1\nproxy_port = %1\nca_certificates_file = %2\nnum_retries = 1\n"
-                  "[GSUtil]\nprefer_api = xml\ndefault_project_id = %3\nsoftware_update_check_period = 0\n"
-                  "[Credentials]\ngs_access_key_id = %4\ngs_secret_access_key = %5\n")
-                  .arg(QUrl(text("proxy")).port())
-                  .arg(text("ca"), text("project"), text("hmac_id"), text("hmac_secret"))
-                  .toUtf8());
-    auto connection = connect(server().hmacConfig());
-    const QByteArray ours = NorvikTest::randomBytes(300 * 1024 + 5, 1);
-    const QString name = QStringLiteral("/ours dir/\u00e9t\u00e9.bin");
-    connection->upload(bucket, name, {}, ours, QUuid());
-    EXPECT_EQ(run(boto, {QStringLiteral("cat"), QStringLiteral("gs://%1%2").arg(bucket, name)}), ours);
+    const QString p12 =
+        write(QStringLiteral("sa.p12"), QByteArray::fromBase64(text("service_account_p12").toLatin1()));
+    const QString common =
+        QStringLiteral("[Boto]\nproxy = 127.0.0.1\nproxy_port = %1\nca_certificates_file = %2\n"
+                       "num_retries = 1\n[GSUtil]\nprefer_api = xml\ndefault_project_id = %3\n"
+                       "software_update_check_period = 0\n[Credentials]\n")
+            .arg(QUrl(text("proxy")).port())
+            .arg(text("ca"), text("project"));
+    const QPair<GcsTestServer::ConfigMap, QString> cases[] = {
+        {server().hmacConfig(), QStringLiteral("gs_access_key_id = %1\ngs_secret_access_key = %2\n")
+                                    .arg(text("hmac_id"), text("hmac_secret"))},
+        {server().serviceAccountConfig(), QStringLiteral("gs_service_client_id = %1\ngs_service_key_file = "
+                                                         "%2\ngs_service_key_file_password = notasecret\n")
+                                              .arg(text("service_account"), p12)},
+    };
+    int round = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.second.toStdString());
+        const QString boto = write(QStringLiteral("boto%1.cfg").arg(++round), (common + c.second).toUtf8());
+        auto connection = connect(c.first);
+        const QByteArray ours = NorvikTest::randomBytes(300 * 1024 + 5, round);
+        const QString name = QStringLiteral("/ours %1/\u00e9t\u00e9.bin").arg(round);
+        connection->upload(bucket, name, {}, ours, QUuid());
+        EXPECT_EQ(run(boto, {QStringLiteral("cat"), QStringLiteral("gs://%1%2").arg(bucket, name)}), ours);
 
-    const QByteArray theirs = NorvikTest::randomBytes(2 * MiB + 3, 2);
-    run(boto, {QStringLiteral("cp"), write(QStringLiteral("theirs.bin"), theirs),
-               QStringLiteral("gs://%1/theirs.bin").arg(bucket)});
-    EXPECT_EQ(download(*connection, bucket, QStringLiteral("/theirs.bin")), theirs);
+        const QByteArray theirs = NorvikTest::randomBytes(2 * MiB + 3, 10 + round);
+        const QString target = QStringLiteral("/theirs/%1.bin").arg(round);
+        run(boto, {QStringLiteral("cp"), write(QStringLiteral("theirs.bin"), theirs),
+                   QStringLiteral("gs://%1%2").arg(bucket, target)});
+        EXPECT_EQ(download(*connection, bucket, target), theirs);
+    }
 }
 
 } // namespace
