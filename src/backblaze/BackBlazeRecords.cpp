@@ -42,6 +42,20 @@ BackBlazeError::BackBlazeError(const QByteArray& body)
     m_message = object.value(QStringLiteral("message")).toString();
 }
 
+namespace {
+
+// A JSON number as a count: 0 for what no count can be (negative, too large, not a number),
+// rather than a conversion whose result is undefined.
+quint64 countOf(const QJsonValue& value)
+{
+    const double number = value.toDouble();
+    if (!(number >= 0) || number >= 9223372036854775807.0)
+        return 0;
+    return static_cast<quint64>(number);
+}
+
+} // namespace
+
 ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& file)
 {
     setName(file.value(QStringLiteral("fileName")).toString());
@@ -49,8 +63,8 @@ ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& file)
     if (!sha1.isEmpty())
         setEtag(sha1.toUtf8());
     // Sizes beyond 2^53 do not occur: the service's files end at 10 TB.
-    setSize(static_cast<quint64>(file.value(QStringLiteral("contentLength")).toDouble()));
-    const qint64 timestamp = static_cast<qint64>(file.value(QStringLiteral("uploadTimestamp")).toDouble());
+    setSize(countOf(file.value(QStringLiteral("contentLength"))));
+    const qint64 timestamp = static_cast<qint64>(countOf(file.value(QStringLiteral("uploadTimestamp"))));
     if (timestamp > 0)
         setLastModified(QDateTime::fromMSecsSinceEpoch(timestamp, Qt::UTC));
     setIsFolder(file.value(QStringLiteral("action")).toString() == QLatin1String("folder"));
@@ -67,8 +81,8 @@ ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& object, bool)
 MultipartListPartObjectBackBlaze::MultipartListPartObjectBackBlaze(const QJsonObject& part)
 {
     setEtag(part.value(QStringLiteral("contentSha1")).toString().toUtf8());
-    setPartNumber(static_cast<quint64>(part.value(QStringLiteral("partNumber")).toDouble()));
-    setSize(static_cast<quint64>(part.value(QStringLiteral("contentLength")).toDouble()));
+    setPartNumber(countOf(part.value(QStringLiteral("partNumber"))));
+    setSize(countOf(part.value(QStringLiteral("contentLength"))));
 }
 
 } // namespace Norvik::Cloud::Api
