@@ -7,7 +7,7 @@ packages=(cmake g++ make pkg-config ccache qtbase5-dev libqt5xml5 libnanomsg-dev
           libcurl4-openssl-dev libssl-dev libboost-system-dev curl ca-certificates python3)
 if [[ "${1:-}" == "--tests" ]]; then
     packages+=(libgtest-dev libgmock-dev libbenchmark-dev libcpp-httplib-dev clang-14 libclang-rt-14-dev
-               openssl procps)
+               openssl procps faketime)
 fi
 
 missing=()

@@ -91,6 +91,8 @@ Capabilities capabilitiesOf(const Api::IConnection& connection, const Row& row)
     caps.partSize = std::max(connection.minimumChunkSize(), MiB);
     caps.checksCredentials = static_cast<bool>(row.breakCredentials);
     caps.keptMetadata = row.keptMetadata;
+    caps.reportsClockSkew = row.reportsClockSkew;
+    caps.reportsServerTime = row.reportsServerTime;
     for (const ServerLimit& limit : row.limits) {
         caps.*limit.capability = false;
         std::cout << "server limit: " << limit.reason << '\n';

@@ -50,6 +50,9 @@ struct Capabilities
     QStringList keptMetadata;
     // The storage is reached over TCP and its configuration can be pointed at a proxy.
     bool routable = false;
+    // The service refuses requests from a client whose clock is off, and names its own time.
+    bool reportsClockSkew = false;
+    bool reportsServerTime = false;
 };
 
 // A capability that the server of a row lacks although the library supports it, and why.
@@ -81,6 +84,10 @@ struct Row
     // The container string of the container made under that name, for a connection whose
     // container strings are not plain names; null: the name itself.
     std::function<QString(Norvik::Cloud::Api::IConnection&, const QString& name)> containerString = nullptr;
+    // The row's service checks the request time (the clock-skew run, label reliability), and
+    // whether its refusal carries the service's own time.
+    bool reportsClockSkew = false;
+    bool reportsServerTime = false;
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.

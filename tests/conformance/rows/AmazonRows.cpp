@@ -89,6 +89,10 @@ AmazonServerNames* s_names = nullptr;
         {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions, CloudFileMetaData::ContentEncoding,
          CloudFileMetaData::EncryptionHeader},
         {},
+        -1,
+        nullptr,
+        true, // the service checks request times
+        true, // and names its own
     }) &&
     Conformance::addRoute(QStringLiteral("amazon"), [](Conformance::ConfigMap& config, quint16 port) {
         // Requests keep going by the service's names, under a domain of the route's own, which the

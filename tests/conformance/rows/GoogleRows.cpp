@@ -59,8 +59,10 @@ QString routeThroughProxy(Conformance::ConfigMap& config, quint16 port)
 
 bool addGoogleRow(const QString& name, Conformance::ConfigMap (GcsTestServer::*make)() const,
                   const QString& key, const std::function<QString()>& wrong,
-                  const QList<Conformance::ServerLimit>& limits = {})
+                  const QList<Conformance::ServerLimit>& limits = {}, bool signsRequests = false)
 {
+    // Requests signed with an HMAC key carry their time, which the service checks and answers
+    // with its own; a bearer token carries none.
     return Conformance::addRow({
                QStringLiteral("google.") + name,
                [make] { return configured(make); },
@@ -70,14 +72,18 @@ bool addGoogleRow(const QString& name, Conformance::ConfigMap (GcsTestServer::*m
                {CloudFileMetaData::RealSize, CloudFileMetaData::FilePermissions,
                 CloudFileMetaData::ContentEncoding, CloudFileMetaData::EncryptionHeader},
                limits,
+               -1,
+               nullptr,
+               signsRequests,
+               signsRequests,
            }) &&
            Conformance::addRoute(QStringLiteral("google.") + name, routeThroughProxy);
 }
 
 [[maybe_unused]] const bool added =
-    addGoogleRow(QStringLiteral("hmac"), &GcsTestServer::hmacConfig,
-                 Google::Auth_AccessAndSecretKey::SecretKey,
-                 [] { return QStringLiteral("not the secret"); }) &&
+    addGoogleRow(
+        QStringLiteral("hmac"), &GcsTestServer::hmacConfig, Google::Auth_AccessAndSecretKey::SecretKey,
+        [] { return QStringLiteral("not the secret"); }, {}, true) &&
     // A sound key of another account: the token endpoint refuses its signature.
     addGoogleRow(QStringLiteral("serviceaccount"), &GcsTestServer::serviceAccountConfig,
                  Google::Auth_ServiceAccount::PrivateKey,

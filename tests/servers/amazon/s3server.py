@@ -394,8 +394,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
             raise S3Error(403, "AccessDenied", "AWS authentication requires a valid Date or "
                           "x-amz-date header")
         if abs(time.time() - when) > SKEW:
+            # Amazon names both clocks, the request's as it was sent and its own in ISO form.
             raise S3Error(403, "RequestTimeTooSkewed", "The difference between the request time and "
-                          "the current time is too large.")
+                          "the current time is too large.", RequestTime=stamp, ServerTime=iso(time.time()),
+                          MaxAllowedSkewMilliseconds=SKEW * 1000)
 
     def check_content_md5(self):
         given = self.headers.get("Content-MD5")
