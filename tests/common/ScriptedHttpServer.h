@@ -24,8 +24,7 @@ namespace NorvikTest {
 // It accepts on a thread of its own and serves each connection on another thread, with
 // keep-alive, request bodies by Content-Length (the library always sends one), and "100
 // Continue" for requests that expect it.
-// The handler runs on the connection's thread. In Https mode it serves TLS with a self-signed
-// certificate made at start. All waits end promptly when the server stops.
+// The handler runs on the connection's thread. All waits end promptly when the server stops.
 class ScriptedHttpServer
 {
 public:
@@ -53,34 +52,18 @@ public:
         int status = 200;
         QList<QPair<QByteArray, QByteArray>> headers;
         QByteArray body;
-        // When not empty, these bytes are sent as they stand instead of status, headers and
-        // body: for instance an interim "HTTP/1.1 100 Continue" block and then the final one.
-        QByteArray raw;
         // "Content-Length" is added unless the headers name one.
         // Waits this long before the first byte of the answer.
         int delayMs = 0;
-        // Closes the connection after this many bytes of the body (of raw, when raw is set),
-        // before the rest; with reset the close is a TCP reset instead of an orderly close.
-        qint64 closeAfterBodyBytes = -1;
-        bool reset = false;
-        // Closes the connection after the answer ("Connection: close" is added).
-        bool close = false;
 
         static Response ok(const QByteArray& body = QByteArray());
         static Response make(int status, const QByteArray& body = QByteArray());
-        static Response rawBytes(const QByteArray& bytes);
         Response& withHeader(const QByteArray& name, const QByteArray& value);
     };
 
     using Handler = std::function<Response(const Request& request)>;
 
-    enum class Mode
-    {
-        Http,
-        Https
-    };
-
-    explicit ScriptedHttpServer(Mode mode = Mode::Http);
+    ScriptedHttpServer();
     ~ScriptedHttpServer();
     ScriptedHttpServer(const ScriptedHttpServer&) = delete;
     ScriptedHttpServer& operator=(const ScriptedHttpServer&) = delete;
