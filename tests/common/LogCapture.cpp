@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 
+#include "LogArchive.h"
 #include "TestSupport.h"
 
 #include <QMutexLocker>
@@ -9,7 +10,8 @@ namespace NorvikTest {
 LogCapture::LogCapture()
     : m_previousThreshold(NorvikDebug::threshold())
 {
-    NorvikDebug::setSink([this](NorvikDebug::Level level, const QString&, const QString& message) {
+    NorvikDebug::setSink([this](NorvikDebug::Level level, const QString& category, const QString& message) {
+        LogArchive::write(level, category, message);
         QMutexLocker lock(&m_mutex);
         m_lines.append(NorvikDebug::levelName(level) + QLatin1Char(' ') + message);
     });
@@ -19,7 +21,7 @@ LogCapture::LogCapture()
 LogCapture::~LogCapture()
 {
     NorvikDebug::setThreshold(m_previousThreshold);
-    NorvikDebug::setSink(NorvikDebug::Sink());
+    NorvikDebug::setSink(LogArchive::sink());
 }
 
 QStringList LogCapture::lines() const

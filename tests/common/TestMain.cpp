@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "LogArchive.h"
 #include "TestSupport.h"
 
 // Every test binary gets a QCoreApplication on the main thread: queued signals and
@@ -11,5 +12,6 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     ::testing::InitGoogleMock(&argc, argv);
     NorvikTest::installFastRetries();
+    NorvikTest::LogArchive::install();
     return RUN_ALL_TESTS();
 }

@@ -12,6 +12,7 @@
 #include "operations/Download2Stream.h"
 #include "operations/Listing.h"
 
+#include "LogArchive.h"
 #include "TestSupport.h"
 
 #include <QBuffer>
@@ -374,6 +375,7 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     ::testing::InitGoogleMock(&argc, argv);
     NorvikTest::installFastRetries();
+    NorvikTest::LogArchive::install();
     const QMap<QString, Conformance::Row>& rows = Conformance::rows();
     if (argc != 2 || !rows.contains(QString::fromLocal8Bit(argv[1]))) {
         std::cerr << "usage: " << argv[0]

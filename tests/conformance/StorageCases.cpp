@@ -16,12 +16,11 @@
 #include "operations/SignUrl.h"
 #include "operations/UploadMultipart.h"
 
+#include "LogCapture.h"
 #include "TestSupport.h"
 
 #include <NorvikCore/GlobalConfig.h>
-#include <NorvikCore/NorvikDebug.h>
 
-#include <QAtomicInt>
 #include <QBuffer>
 #include <QJsonArray>
 #include <QUuid>
@@ -175,23 +174,15 @@ CONFORMANCE_CASE(ContinuesByUploadIdSendingOnlyMissingParts,
     connection().uploadMultipart(container(), path("continued.bin"), id, 2, stale, QUuid());
 
     // The engine says so for each part that it takes from the listing instead of sending it.
-    QAtomicInt kept = 0;
-    const NorvikDebug::Level threshold = NorvikDebug::threshold();
-    NorvikDebug::setThreshold(NorvikDebug::Level::Info);
-    NorvikDebug::setSink([&kept](NorvikDebug::Level, const QString&, const QString& message) {
-        if (message.contains(QLatin1String("Part is already uploaded:")))
-            kept.ref();
-    });
+    NorvikTest::LogCapture log;
     QBuffer device;
     device.setData(data);
     device.open(QIODevice::ReadOnly);
     const auto upload = uploadMultipart(path("continued.bin"), &device, {}, id);
     const bool done = run(upload);
-    NorvikDebug::setSink(NorvikDebug::Sink());
-    NorvikDebug::setThreshold(threshold);
     ASSERT_TRUE(done);
     EXPECT_EQ(upload->multipartUploadInfo(), id);
-    EXPECT_EQ(kept.loadRelaxed(), 1);
+    EXPECT_EQ(log.count({QStringLiteral("Part is already uploaded:")}), 1);
     EXPECT_EQ(sha256(get("continued.bin")), sha256(data));
 }
 

@@ -80,7 +80,7 @@ int onProgress(void* clientp, curl_off_t, curl_off_t received, curl_off_t, curl_
     return 0;
 }
 
-// Credentials stay out of the trace: it is logged when a request fails.
+// Credentials stay out of the trace, both ways: it is logged when a request fails.
 QByteArray maskedHeaderLine(const QByteArray& line)
 {
     const int colon = line.indexOf(':');
@@ -93,7 +93,8 @@ QByteArray maskedHeaderLine(const QByteArray& line)
         const QByteArray scheme = space > 0 ? value.left(space) : QByteArray();
         return line.left(colon + 1) + ' ' + (scheme.isEmpty() ? QByteArray() : scheme + ' ') + "<hidden>";
     }
-    if (name == "x-auth-token" || name == "x-amz-security-token" || name == "cookie")
+    if (name == "x-auth-token" || name == "x-amz-security-token" || name == "cookie" ||
+        name == "set-cookie" || name == "x-subject-token" || name == "x-storage-token")
         return line.left(colon + 1) + " <hidden>";
     return line;
 }
@@ -121,7 +122,8 @@ void writeTrace(QIODevice* trace, curl_infotype type, const char* data, size_t s
         if (line.isEmpty())
             continue;
         out += prefix;
-        out += type == CURLINFO_HEADER_OUT ? maskedHeaderLine(line) : line;
+        // Answers carry credentials too: Keystone's and Swift's sign-in return their tokens.
+        out += type == CURLINFO_TEXT ? line : maskedHeaderLine(line);
         out += '\n';
     }
     if (!out.isEmpty() && trace->isOpen() && trace->isWritable())
