@@ -1,6 +1,7 @@
 #include "backblaze/BackBlazeRecords.h"
 
 #include "connection/Exception.h"
+#include "connection/JsonCount.h"
 
 #include <NorvikCore/NorvikDebug.h>
 
@@ -42,20 +43,6 @@ BackBlazeError::BackBlazeError(const QByteArray& body)
     m_message = object.value(QStringLiteral("message")).toString();
 }
 
-namespace {
-
-// A JSON number as a count: 0 for what no count can be (negative, too large, not a number),
-// rather than a conversion whose result is undefined.
-quint64 countOf(const QJsonValue& value)
-{
-    const double number = value.toDouble();
-    if (!(number >= 0) || number >= 9223372036854775807.0)
-        return 0;
-    return static_cast<quint64>(number);
-}
-
-} // namespace
-
 ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& file)
 {
     setName(file.value(QStringLiteral("fileName")).toString());
@@ -63,8 +50,8 @@ ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& file)
     if (!sha1.isEmpty())
         setEtag(sha1.toUtf8());
     // Sizes beyond 2^53 do not occur: the service's files end at 10 TB.
-    setSize(countOf(file.value(QStringLiteral("contentLength"))));
-    const qint64 timestamp = static_cast<qint64>(countOf(file.value(QStringLiteral("uploadTimestamp"))));
+    setSize(jsonCount(file.value(QStringLiteral("contentLength"))));
+    const qint64 timestamp = static_cast<qint64>(jsonCount(file.value(QStringLiteral("uploadTimestamp"))));
     if (timestamp > 0)
         setLastModified(QDateTime::fromMSecsSinceEpoch(timestamp, Qt::UTC));
     setIsFolder(file.value(QStringLiteral("action")).toString() == QLatin1String("folder"));
@@ -81,8 +68,8 @@ ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& object, bool)
 MultipartListPartObjectBackBlaze::MultipartListPartObjectBackBlaze(const QJsonObject& part)
 {
     setEtag(part.value(QStringLiteral("contentSha1")).toString().toUtf8());
-    setPartNumber(countOf(part.value(QStringLiteral("partNumber"))));
-    setSize(countOf(part.value(QStringLiteral("contentLength"))));
+    setPartNumber(jsonCount(part.value(QStringLiteral("partNumber"))));
+    setSize(jsonCount(part.value(QStringLiteral("contentLength"))));
 }
 
 } // namespace Norvik::Cloud::Api

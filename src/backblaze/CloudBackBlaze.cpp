@@ -7,6 +7,7 @@
 
 #include "connection/CloudPrivateFactory.h"
 #include "connection/Exception.h"
+#include "connection/JsonCount.h"
 #include "info/BackBlazeInfo.h"
 #include "info/Config.h"
 #include "operations/ContainerParams.h"
@@ -570,7 +571,7 @@ QJsonArray CloudBackBlaze::listPartsMultipart(const QString& container, const QS
             return QJsonArray();
         }
         const QJsonObject answer = CloudBackBlazePrivate::answerObject(body);
-        partSize = static_cast<quint64>(answer.value(QStringLiteral("nextPartNumber")).toDouble());
+        partSize = jsonCount(answer.value(QStringLiteral("nextPartNumber")));
         QJsonArray parts;
         for (const QJsonValue& part : answer.value(QStringLiteral("parts")).toArray())
             parts.append(MultipartListPartObjectBackBlaze(part.toObject()).json());

@@ -3,6 +3,7 @@
 #include "backblaze/BackBlazeRecords.h"
 
 #include "connection/Exception.h"
+#include "connection/JsonCount.h"
 #include "info/Config.h"
 
 #include <NorvikCore/NorvikDebug.h>
@@ -145,14 +146,12 @@ bool CloudBackBlazePrivate::authorizeAccount(const QString&)
         const QJsonObject answer = answerObject(body, "Error on parce data result:");
         if (answer.contains(QStringLiteral("accountId")))
             m_authorizedAccountId = answer.value(QStringLiteral("accountId")).toString().toUtf8();
-        m_absoluteMinimumPartSize =
-            static_cast<quint64>(answer.value(QStringLiteral("absoluteMinimumPartSize")).toDouble());
+        m_absoluteMinimumPartSize = jsonCount(answer.value(QStringLiteral("absoluteMinimumPartSize")));
         m_apiUrl = QUrl(answer.value(QStringLiteral("apiUrl")).toString());
         m_authorizationToken = answer.value(QStringLiteral("authorizationToken")).toString().toUtf8();
         m_downloadUrl = QUrl(answer.value(QStringLiteral("downloadUrl")).toString());
-        m_minimumPartSize = static_cast<quint64>(answer.value(QStringLiteral("minimumPartSize")).toDouble());
-        m_recommendedPartSize =
-            static_cast<quint64>(answer.value(QStringLiteral("recommendedPartSize")).toDouble());
+        m_minimumPartSize = jsonCount(answer.value(QStringLiteral("minimumPartSize")));
+        m_recommendedPartSize = jsonCount(answer.value(QStringLiteral("recommendedPartSize")));
         const QJsonArray allowed = answer.value(QStringLiteral("allowed"))
                                        .toObject()
                                        .value(QStringLiteral("capabilities"))

@@ -1,5 +1,7 @@
 #include "openstack/OpenStackRecords.h"
 
+#include "connection/JsonCount.h"
+
 namespace Norvik::Cloud::Api {
 
 namespace {
@@ -20,7 +22,7 @@ ListingObjectOpenStack::ListingObjectOpenStack(const QJsonObject& entry)
         return;
     }
     setName(withLeadingSlash(entry.value(QStringLiteral("name")).toString()));
-    setSize(static_cast<quint64>(entry.value(QStringLiteral("bytes")).toDouble()));
+    setSize(jsonCount(entry.value(QStringLiteral("bytes"))));
     setEtag(entry.value(QStringLiteral("hash")).toString().toUtf8());
     QDateTime modified =
         QDateTime::fromString(entry.value(QStringLiteral("last_modified")).toString(), Qt::ISODateWithMs);
