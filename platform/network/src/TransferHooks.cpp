@@ -93,9 +93,23 @@ QByteArray maskedHeaderLine(const QByteArray& line)
         const QByteArray scheme = space > 0 ? value.left(space) : QByteArray();
         return line.left(colon + 1) + ' ' + (scheme.isEmpty() ? QByteArray() : scheme + ' ') + "<hidden>";
     }
-    if (name == "x-auth-token" || name == "x-amz-security-token" || name == "cookie" ||
-        name == "set-cookie" || name == "x-subject-token" || name == "x-storage-token")
-        return line.left(colon + 1) + " <hidden>";
+    // Tokens, the keys of Swift's own sign-in, and the keys of data encrypted by the service
+    // with the customer's key.
+    static const QByteArray Secret[] = {"x-auth-token",
+                                        "x-auth-key",
+                                        "x-storage-pass",
+                                        "x-storage-token",
+                                        "x-subject-token",
+                                        "x-amz-security-token",
+                                        "x-amz-server-side-encryption-customer-key",
+                                        "x-amz-copy-source-server-side-encryption-customer-key",
+                                        "x-goog-encryption-key",
+                                        "x-ms-encryption-key",
+                                        "cookie",
+                                        "set-cookie"};
+    for (const QByteArray& secret : Secret)
+        if (name == secret)
+            return line.left(colon + 1) + " <hidden>";
     return line;
 }
 
