@@ -4,6 +4,8 @@
 #include "info/CloudType.h"
 #include "info/Config.h"
 
+#include "TestSupport.h"
+
 #include <NorvikCore/GlobalConfig.h>
 
 #include <QJsonDocument>
@@ -23,10 +25,9 @@ size_t collect(char* data, size_t size, size_t count, void* out)
     return size * count;
 }
 
-struct GcsTransportConfig : Norvik::Core::GlobalConfig
+struct GcsTransportConfig : NorvikTest::TestGlobalConfig
 {
     QString m_proxy, m_ca;
-    double retryWaitFactor() const override { return 0.001; }
     QString proxy() const override { return m_proxy; }
     QString caCertificatesPath() const override { return m_ca; }
 };

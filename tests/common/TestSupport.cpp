@@ -1,51 +1,83 @@
 #include "TestSupport.h"
 
-#include <NorvikCore/GlobalConfig.h>
-
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QThread>
 
+#include <atomic>
 #include <random>
 
 namespace NorvikTest {
 
 namespace {
 
-class FastRetryConfig : public Norvik::Core::GlobalConfig
-{
-public:
-    double retryWaitFactor() const override { return 0.001; }
-};
+std::atomic<int> shortTimeout{0};
 
-class LocalServerNamesConfig : public FastRetryConfig
+class LocalServerNamesConfig : public TestGlobalConfig
 {
 public:
     LocalServerNamesConfig(const QString& caFile, int port)
         : m_caFile(caFile)
-        , m_connectTo(QStringLiteral("::127.0.0.1:%1").arg(port))
+        , m_server(QStringLiteral("::127.0.0.1:%1").arg(port))
     {
     }
     QString caCertificatesPath() const override { return m_caFile; }
-    QStringList connectTo() const override { return {m_connectTo}; }
+    QStringList connectTo() const override
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_routes + QStringList{m_server};
+    }
+    void addRoute(const QString& host, quint16 port)
+    {
+        QMutexLocker lock(&m_mutex);
+        m_routes.prepend(QStringLiteral("%1::127.0.0.1:%2").arg(host).arg(port));
+    }
 
 private:
     const QString m_caFile;
-    const QString m_connectTo;
+    const QString m_server;
+    mutable QMutex m_mutex;
+    QStringList m_routes;
 };
+
+LocalServerNamesConfig* s_serverNames = nullptr;
 
 } // namespace
 
+int TestGlobalConfig::connectTimeout() const
+{
+    return shortTimeout.load() > 0 ? shortTimeout.load() : GlobalConfig::connectTimeout();
+}
+
+int TestGlobalConfig::lowSpeedTime() const
+{
+    return shortTimeout.load() > 0 ? shortTimeout.load() : GlobalConfig::lowSpeedTime();
+}
+
+void TestGlobalConfig::setShortTimeouts(int seconds)
+{
+    shortTimeout.store(seconds);
+}
+
 void installFastRetries()
 {
-    Norvik::Core::GlobalConfig::install(new FastRetryConfig);
+    Norvik::Core::GlobalConfig::install(new TestGlobalConfig);
 }
 
 void installLocalServerNames(const QString& caFile, int port)
 {
-    Norvik::Core::GlobalConfig::install(new LocalServerNamesConfig(caFile, port));
+    s_serverNames = new LocalServerNamesConfig(caFile, port);
+    Norvik::Core::GlobalConfig::install(s_serverNames);
+}
+
+void routeServerName(const QString& host, quint16 port)
+{
+    if (s_serverNames)
+        s_serverNames->addRoute(host, port);
 }
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <NorvikCore/GlobalConfig.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -8,12 +10,28 @@
 
 namespace NorvikTest {
 
+// The global configuration of the test programs: retry waits are a thousandth of the real ones,
+// so that a suite exercising retries never sleeps for long, and a case that stalls a server on
+// purpose may shorten the connect time-out (which covers the TLS handshake) and the low-speed
+// time for the transfers it starts.
+class TestGlobalConfig : public Norvik::Core::GlobalConfig
+{
+public:
+    double retryWaitFactor() const override { return 0.001; }
+    int connectTimeout() const override;
+    int lowSpeedTime() const override;
+    // Both time-outs; 0 restores the defaults.
+    static void setShortTimeouts(int seconds);
+};
+
 // Installs a global configuration whose retry waits are a thousandth of the real ones, so
 // that a suite exercising retries never sleeps for long. Everything else keeps its default.
 void installFastRetries();
 // The same, for a TLS test server that serves a service's own host names: trusts the CA in
 // caFile and connects every host name to 127.0.0.1:port.
 void installLocalServerNames(const QString& caFile, int port);
+// With those names installed: connects host to 127.0.0.1:port instead (a fault proxy, say).
+void routeServerName(const QString& host, quint16 port);
 
 // Runs the Qt event loop of the calling thread until condition() is true or timeoutMs have
 // passed. Returns the last value of condition().

@@ -68,15 +68,6 @@ QString uniqueName(const QString& stem)
     return stem + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128).left(12);
 }
 
-// Objects in one batch delete. The descriptor answers until the connection has its own
-// answer (which depends on the signature of an S3 connection).
-quint64 maxDeleteCount(const Api::IConnection& connection)
-{
-    const QSharedPointer<Norvik::Cloud::Info::Base> info =
-        Norvik::Cloud::Info::InfoFactory::create(connection.type());
-    return info ? info->maxDeleteCount() : 0;
-}
-
 Capabilities capabilitiesOf(const Api::IConnection& connection, const Row& row)
 {
     const QSharedPointer<Norvik::Cloud::Info::Base> info =
@@ -88,7 +79,8 @@ Capabilities capabilitiesOf(const Api::IConnection& connection, const Row& row)
     caps.signedUrl = info->supportSignedUrl();
     caps.emptyFolder = connection.supportEmptyFolder();
     caps.containers = dynamic_cast<const Api::ICloud*>(&connection) != nullptr;
-    caps.maxDeleteCount = maxDeleteCount(connection);
+    // The connection's own answer: an S3 connection that signs with version 2 has no batch delete.
+    caps.maxDeleteCount = connection.maxDeleteCount();
     caps.partSize = std::max(connection.minimumChunkSize(), MiB);
     caps.checksCredentials = static_cast<bool>(row.breakCredentials);
     caps.keptMetadata = row.keptMetadata;
@@ -135,6 +127,9 @@ int runRow(const Row& row)
     Capabilities caps = capabilitiesOf(*connection, row);
     ConfigMap probe = config;
     caps.routable = !routeThrough(row, probe, 1).isEmpty();
+    caps.plainHttp =
+        caps.routable &&
+        probe.value(Norvik::Cloud::Api::Config::Http::Endpoint).toUrl().scheme() == QLatin1String("http");
     QString container;
     if (caps.containers) {
         container = uniqueName(QStringLiteral("conformance"));

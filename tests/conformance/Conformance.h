@@ -50,6 +50,8 @@ struct Capabilities
     QStringList keptMetadata;
     // The storage is reached over TCP and its configuration can be pointed at a proxy.
     bool routable = false;
+    // Its requests go as plain HTTP, which a proxy can read and answer (not through TLS).
+    bool plainHttp = false;
     // The service refuses requests from a client whose clock is off, and names its own time.
     bool reportsClockSkew = false;
     bool reportsServerTime = false;
@@ -88,6 +90,10 @@ struct Row
     // whether its refusal carries the service's own time.
     bool reportsClockSkew = false;
     bool reportsServerTime = false;
+    // The error document the service sends with a status of 429 or 5xx, which the wire-fault run
+    // answers with in its place, and its media type; null: an empty body.
+    std::function<QByteArray(int status)> errorDocument = nullptr;
+    QByteArray errorDocumentType = QByteArray();
 };
 
 // Adds a row; call it from a static initialiser in the family's row file.
@@ -160,9 +166,11 @@ bool addCase(const char* name, Applies applies, Make make);
 
 } // namespace Conformance
 
-// Defines a case that runs on every row whose capabilities satisfy applies.
-#define CONFORMANCE_CASE(name, applies)                                                                      \
-    class name : public Conformance::StorageTest                                                             \
+// Defines a case that runs on every row whose capabilities satisfy applies; the second form
+// derives it from a fixture of StorageTest with helpers of its own.
+#define CONFORMANCE_CASE(name, applies) CONFORMANCE_FIXTURE_CASE(name, Conformance::StorageTest, applies)
+#define CONFORMANCE_FIXTURE_CASE(name, fixture, applies)                                                     \
+    class name : public fixture                                                                              \
     {                                                                                                        \
         void TestBody() override;                                                                            \
     };                                                                                                       \

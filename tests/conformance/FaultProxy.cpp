@@ -25,3 +25,13 @@ void FaultProxy::release()
     m_process.write("pass\n");
     m_process.waitForBytesWritten(3000);
 }
+
+int FaultProxy::connections()
+{
+    // The proxy prints a line per connection it accepts; a short wait lets the last ones arrive.
+    m_process.waitForReadyRead(200);
+    while (m_process.canReadLine())
+        if (m_process.readLine().trimmed() == "connection")
+            ++m_connections;
+    return m_connections;
+}

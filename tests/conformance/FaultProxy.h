@@ -17,8 +17,11 @@ public:
     quint16 port() const { return m_port; }
     // From now on new connections pass unbroken.
     void release();
+    // The connections accepted so far.
+    int connections();
 
 private:
     QProcess m_process;
     quint16 m_port = 0;
+    int m_connections = 0;
 };

@@ -9,10 +9,7 @@
 
 #include "engine/OperationConfig.h"
 
-#include <NorvikCore/GlobalConfig.h>
-
-#include <QMutex>
-#include <QMutexLocker>
+#include "TestSupport.h"
 
 #include <QUrl>
 #include <QUuid>
@@ -25,37 +22,7 @@ using Norvik::Cloud::Api::CloudFileMetaData;
 constexpr int SignatureDoesNotMatchCode = 9;
 const QString Region = QStringLiteral("eu-west-1");
 
-// Trusts the server's CA and connects the service's host names to the server; the host names
-// under "p<port>.amazon.test" of a route go to the fault proxy on that port instead.
-class AmazonServerNames : public Norvik::Core::GlobalConfig
-{
-public:
-    AmazonServerNames(const QString& caFile, int port)
-        : m_caFile(caFile)
-        , m_server(QStringLiteral("::127.0.0.1:%1").arg(port))
-    {
-    }
-    double retryWaitFactor() const override { return 0.001; }
-    QString caCertificatesPath() const override { return m_caFile; }
-    QStringList connectTo() const override
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_routes + QStringList{m_server};
-    }
-    void addRoute(const QString& host, quint16 port)
-    {
-        QMutexLocker lock(&m_mutex);
-        m_routes.prepend(QStringLiteral("%1::127.0.0.1:%2").arg(host).arg(port));
-    }
-
-private:
-    const QString m_caFile;
-    const QString m_server;
-    mutable QMutex m_mutex;
-    QStringList m_routes;
-};
-
-AmazonServerNames* s_names = nullptr;
+bool configured = false;
 
 [[maybe_unused]] const bool added =
     Conformance::addRow({
@@ -67,8 +34,10 @@ AmazonServerNames* s_names = nullptr;
             QString run = QString::fromLocal8Bit(qgetenv("CLOUDTEST_RUN"));
             if (run.isEmpty())
                 run = QStringLiteral("/tmp/norvik-cloudtest");
-            s_names = new AmazonServerNames(run + QStringLiteral("/amazon/ca.pem"), address.port());
-            Norvik::Core::GlobalConfig::install(s_names);
+            // The service's host names go to the server, with its CA; a route's names (under
+            // "p<port>.amazon.test") go to the fault proxy on that port instead.
+            NorvikTest::installLocalServerNames(run + QStringLiteral("/amazon/ca.pem"), address.port());
+            configured = true;
             return Conformance::ConfigMap{
                 {Config::Type, Norvik::Cloud::Name::AmazonS3},
                 {Config::Id, QUuid::createUuid()},
@@ -99,12 +68,12 @@ AmazonServerNames* s_names = nullptr;
         // transport connects to the proxy; the proxy passes the TLS stream on to the server.
         const QString target = QStringLiteral("127.0.0.1:%1")
                                    .arg(QUrl(Conformance::serverEndpoint(QStringLiteral("amazon"))).port());
-        if (port == 0 || !s_names)
+        if (port == 0 || !configured)
             return target;
         const QString domain = QStringLiteral("p%1.amazon.test").arg(port);
         const QString bucket = config.value(Norvik::Cloud::OperationConfig::ContainerName).toString();
-        s_names->addRoute(QStringLiteral("%1.s3.%2.%3").arg(bucket, Region, domain), port);
-        s_names->addRoute(QStringLiteral("s3.") + domain, port);
+        NorvikTest::routeServerName(QStringLiteral("%1.s3.%2.%3").arg(bucket, Region, domain), port);
+        NorvikTest::routeServerName(QStringLiteral("s3.") + domain, port);
         config.insert(Norvik::Cloud::Api::Config::Http::Endpoint,
                       QUrl(QStringLiteral("https://") + domain + '/'));
         config.insert(Config::Id, QUuid::createUuid());

@@ -54,6 +54,17 @@ constexpr int InvalidAuthorizationCode = 9;
         }
         return name;
     },
+    false,
+    false,
+    // B2 answers every failure with a JSON document of its status, code and message.
+    [](int status) -> QByteArray {
+        const char* code = status == 429   ? "too_many_requests"
+                           : status == 503 ? "service_unavailable"
+                                           : "internal_error";
+        return QByteArray(R"({"status": )") + QByteArray::number(status) + R"(, "code": ")" + code +
+               R"(", "message": "try again"})";
+    },
+    "application/json",
 });
 
 } // namespace

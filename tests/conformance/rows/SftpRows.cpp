@@ -61,7 +61,19 @@ Conformance::Row sftpRow(const QString& name, bool withKey)
     return {name, configure, nullptr, breakCredentials, 9, {}, {}};
 }
 
+// The server's address and port give way to the proxy's.
+QString routeThroughProxy(Conformance::ConfigMap& config, quint16 port)
+{
+    const QString target = config.value(Config::Network::Address).toString() + ':' +
+                           config.value(Config::Network::Port).toString();
+    config.insert(Config::Network::Address, QStringLiteral("127.0.0.1"));
+    config.insert(Config::Network::Port, port);
+    config.insert(Config::Id, QUuid::createUuid());
+    return target;
+}
+
 [[maybe_unused]] const bool added = Conformance::addRow(sftpRow(QStringLiteral("sftp.password"), false)) &&
-                                    Conformance::addRow(sftpRow(QStringLiteral("sftp.key"), true));
+                                    Conformance::addRow(sftpRow(QStringLiteral("sftp.key"), true)) &&
+                                    Conformance::addRoute(QStringLiteral("sftp.password"), routeThroughProxy);
 
 } // namespace

@@ -38,7 +38,8 @@ QString endpoint()
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll().trimmed()) : QString();
 }
 
-// A call of the server's test hooks; GET without a body.
+// A call of the server's test hooks; GET without a body. A GET of "calls" answers the server's
+// calls since the last reset (a POST of "calls"), by operation.
 QJsonObject control(const QString& what, const QJsonObject& body = {}, bool get = false)
 {
     curlpp::Easy request;
@@ -49,12 +50,6 @@ QJsonObject control(const QString& what, const QJsonObject& body = {}, bool get 
     request.setOpt(curlpp::options::WriteStream(&out));
     request.perform();
     return QJsonDocument::fromJson(QByteArray::fromStdString(out.str())).object();
-}
-
-// The server's calls since the last reset (a POST of "calls"), by operation.
-QJsonObject calls()
-{
-    return control("calls", {}, true);
 }
 
 QString uniqueName(const QString& prefix)
@@ -186,7 +181,7 @@ TEST_P(B2RetryRules, RepeatsAndThrowsAwayWhatTheRuleSays)
 
     // A fresh connection authorises once and a single upload asks for its URL once; a part
     // reuses the URL that the start of the file fetched.
-    const QJsonObject seen = calls();
+    const QJsonObject seen = control("calls", {}, true);
     EXPECT_EQ(seen["b2_authorize_account"].toInt(), (c.action == Part ? 0 : 1) + c.authorize);
     EXPECT_EQ(seen["b2_get_upload_url"].toInt(), (c.action == Upload ? 1 : 0) + c.uploadUrl);
     EXPECT_EQ(seen["b2_get_upload_part_url"].toInt(), (c.action == StartLarge && result == "ok") + c.partUrl);
@@ -302,7 +297,8 @@ TEST_F(B2Family, KeyWithoutACapabilityIsRefusedBeforeTheCall)
             EXPECT_EQ(e.type(), type) << missing.toStdString();
         }
         // Only the authorisation reached the server.
-        EXPECT_EQ(calls().keys(), QStringList{"b2_authorize_account"}) << missing.toStdString();
+        EXPECT_EQ(control("calls", {}, true).keys(), QStringList{"b2_authorize_account"})
+            << missing.toStdString();
     }
 }
 

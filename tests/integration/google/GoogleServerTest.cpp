@@ -123,20 +123,6 @@ TEST_F(GoogleServer, OneTimeCodeWinsOverAStoredRefreshToken)
     EXPECT_EQ(server().stat(QStringLiteral("tokeninfo")), 1);
 }
 
-TEST_F(GoogleServer, BusyAnswersAreTriedAgain)
-{
-    const QString bucket = makeBucket();
-    auto connection = connect(server().hmacConfig());
-    for (const char* fault : {"fault?status=503&code=ServiceUnavailable&count=2&method=PUT",
-                              "fault?status=429&code=SlowDown&count=1&method=PUT"}) {
-        SCOPED_TRACE(fault);
-        server().admin(QString::fromLatin1(fault));
-        connection->upload(bucket, QStringLiteral("/busy.txt"), {}, fault, QUuid());
-        EXPECT_EQ(download(*connection, bucket, QStringLiteral("/busy.txt")), QByteArray(fault));
-    }
-    EXPECT_EQ(server().stat(QStringLiteral("faults")), 3);
-}
-
 // gsutil, the service's own client, through the same proxy and CA.
 class Gsutil : public GoogleServer
 {

@@ -98,42 +98,4 @@ TEST(SftpSignIn, KeysPasswordsAndHostKeys)
     EXPECT_FALSE(QFile::exists(SftpServer::sftpHome() + "/escaped"));
 }
 
-// A source that, once a quarter of its data went out, ends every session of the server: the
-// processes below sshd's listener go, the listener stays.
-class DroppingSource : public QBuffer
-{
-public:
-    int drops = 0;
-
-protected:
-    qint64 readData(char* data, qint64 maxSize) override
-    {
-        if (drops == 0 && pos() >= size() / 4) {
-            ++drops;
-            const QString listener =
-                SftpServer::readFile(SftpServer::folder() + "/sshd.pid").split('\n').first();
-            // By the listener's process id: its children are the sessions.
-            EXPECT_EQ(QProcess::execute("pkill", {"-KILL", "-P", listener}), 0) << "no session to drop";
-        }
-        return QBuffer::readData(data, maxSize);
-    }
-};
-
-TEST(SftpTransfer, ConnectionDroppedMidUploadIsSentAgainWhole)
-{
-    NorvikTest::installFastRetries();
-    const auto config = SftpServer::config("drop");
-    const QString path = config.value("Path").toString() + "/deep/dropped.bin";
-    const QByteArray data = NorvikTest::randomBytes(16 * 1024 * 1024, 17);
-    auto source = QSharedPointer<DroppingSource>::create();
-    source->setData(data);
-    ASSERT_TRUE(source->open(QIODevice::ReadOnly));
-    // The permission bits are set once the whole file is there.
-    SftpServer::connect(config)->upload({}, "deep/dropped.bin", {{"FilePermissions", 0640}}, source,
-                                        data.size(), {});
-    EXPECT_EQ(source->drops, 1);
-    EXPECT_TRUE(SftpServer::readFile(path) == data) << "the file on the server is the whole source";
-    EXPECT_EQ(int(QFileInfo(path).permissions()) & 0x7077, 0x6040) << "owner, group and others: rw- r-- ---";
-}
-
 } // namespace

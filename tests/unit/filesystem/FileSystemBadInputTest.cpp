@@ -239,16 +239,6 @@ TEST_F(FileSystemFullDisk, MultipartPartThatDoesNotFitEndsTheUpload)
         [&] { m_storage.endMultipartUpload(QString(), "/multi.bin", id, {}); }));
 }
 
-TEST_F(FileSystemStorageTest, SourceThatEndsEarlyFailsAndLeavesNothing)
-{
-    auto device = bufferOver("short");
-    const auto error = thrown<Api::Exception::CreateObjectError>(
-        [&] { m_storage.upload(QString(), "/dir/short.bin", {}, device, 4096, QUuid()); });
-    ASSERT_TRUE(error);
-    EXPECT_TRUE(error->message().contains("ended")) << error->message().toStdString();
-    EXPECT_FALSE(existsBelowRoot("dir/short.bin"));
-}
-
 TEST_F(FileSystemStorageTest, FolderWithContentStays)
 {
     writeFile("full/file", "f");

@@ -100,49 +100,6 @@ protected:
     Probe probe;
 };
 
-// --- Results --------------------------------------------------------------------------------
-
-TEST_F(Transport, SuccessStatusesDependOnTheVerb)
-{
-    struct Case
-    {
-        Private::RequestType verb;
-        int status;
-        bool success;
-    };
-    const QList<Case> cases{
-        {Private::GET, 200, true},     {Private::GET, 206, true},    {Private::GET, 201, false},
-        {Private::GET, 204, false},    {Private::PUT, 200, true},    {Private::PUT, 201, true},
-        {Private::PUT, 202, true},     {Private::PUT, 204, false},   {Private::POST, 202, true},
-        {Private::POST, 206, false},   {Private::DELETE, 200, true}, {Private::DELETE, 202, false},
-        {Private::DELETE, 204, false}, {Private::HEAD, 200, true},   {Private::HEAD, 204, true},
-        {Private::HEAD, 206, false},
-    };
-    probe.raise = throwFinal;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(Private::requestType2String(c.verb).toStdString() + " " + std::to_string(c.status));
-        serve(answer(c.status));
-        probe.failures.clear();
-        HeaderMap headers;
-        QByteArray out;
-        const QMap<Private::RequestType, std::function<void()>> calls{
-            {Private::GET, [&] { probe.get(url(), headers, out, QUuid()); }},
-            {Private::PUT, [&] { probe.put(url(), headers, QByteArray("data"), QUuid()); }},
-            {Private::POST, [&] { probe.post(url(), headers, QByteArray("data"), QUuid()); }},
-            {Private::DELETE, [&] { probe.delete_(url(), headers); }},
-            {Private::HEAD, [&] { probe.head(url(), headers); }}};
-        const auto call = calls.value(c.verb);
-        if (c.success) {
-            EXPECT_NO_THROW(call());
-            EXPECT_TRUE(probe.failures.isEmpty());
-        } else {
-            EXPECT_THROW(call(), Exception::Operation);
-            ASSERT_EQ(probe.failures.size(), 1);
-            EXPECT_EQ(probe.failures.at(0).status, c.status);
-        }
-    }
-}
-
 // --- Failures decided by the status ------------------------------------------------------------
 
 // Checks that thrown holds an E for which ok (when given) holds.
