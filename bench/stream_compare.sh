@@ -2,9 +2,8 @@
 # Reading one large object through Swift's S3 interface: a single stream download against the
 # cloud streams (bench_stream). Usage: bench/stream_compare.sh [SIZE_MIB, default 1024] [PART_MIB]
 #
-# Starts a Swift of its own (ports BENCH_SWIFT_PORT, default 18080, BENCH_SWIFT_BASE_PORT 16010,
-# BENCH_SWIFT_MEMCACHE_PORT 11411; state in $TMPDIR/norvik-streambench-swift), uploads a random
-# file with norvik-cloud, runs bench_stream on it, and removes everything at the end.
+# Starts a Swift of its own (swift-bench.sh: ports BENCH_SWIFT_PORT, default 18080, and so on),
+# uploads a random file with norvik-cloud, runs bench_stream on it, and removes everything at the end.
 set -euo pipefail
 REPO="$(cd "$(dirname "$0")/.." && pwd)"
 SIZE_MIB="${1:-1024}"
@@ -13,22 +12,9 @@ NORVIK_CLOUD="${NORVIK_CLOUD:-$REPO/build/tools/norvik-cloud}"
 BENCH_STREAM="${BENCH_STREAM:-$REPO/build/bench/bench_stream}"
 [ -x "$NORVIK_CLOUD" ] && [ -x "$BENCH_STREAM" ] || { echo "build norvik-cloud and bench_stream first" >&2; exit 2; }
 
-export SWIFT_PORT="${BENCH_SWIFT_PORT:-18080}" SWIFT_BASE_PORT="${BENCH_SWIFT_BASE_PORT:-16010}"
-export SWIFT_MEMCACHE_PORT="${BENCH_SWIFT_MEMCACHE_PORT:-11411}"
-export CLOUDTEST_RUN="${BENCH_SWIFT_RUN:-${TMPDIR:-/tmp}/norvik-streambench-swift}"
-WORK="$(mktemp -d "${TMPDIR:-/tmp}/norvik-streambench.XXXXXX")"
-cleanup() { "$REPO/tests/servers/start-swift.sh" stop >/dev/null 2>&1 || true; rm -rf "$WORK"; }
-trap cleanup EXIT
-ENDPOINT="$("$REPO/tests/servers/start-swift.sh" start)"
-
-BUCKET="norvik-stream-$(date +%s)-$$"
-cat > "$WORK/config.json" <<JSON
-{"CloudType": "S3Compatible", "CloudId": "bench", "Endpoint": "$ENDPOINT", "UseSsl": false,
- "AccessKey": "test:tester", "SecretKey": "testing", "Region": "us-east-1",
- "ContainerName": "$BUCKET", "Signature": "V4"}
-JSON
+source "$REPO/bench/swift-bench.sh"
+swift_bench_start streambench
 head -c $((SIZE_MIB * 1024 * 1024)) /dev/urandom > "$WORK/source.bin"
-"$NORVIK_CLOUD" --config "$WORK/config.json" containers --create "$BUCKET"
 "$NORVIK_CLOUD" --config "$WORK/config.json" put "$WORK/source.bin" /object.bin
 echo "object: $SIZE_MIB MiB through $ENDPOINT (Swift's S3 interface), $(nproc) cores"
 "$BENCH_STREAM" "$WORK/config.json" /object.bin "$WORK/source.bin" "$PART_MIB"

@@ -10,6 +10,10 @@
 #include <algorithm>
 #include <limits>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace Norvik::Cloud {
 
 namespace {
@@ -28,6 +32,15 @@ MemoryManager& MemoryManager::instance()
 MemoryManager::MemoryManager()
     : m_limit(OperationManager::memoryUsed())
 {
+#ifdef __GLIBC__
+    // Parts are large arrays that live for one request, made and freed on many threads. glibc
+    // raises its mmap threshold to the size of every mmapped block that is freed, after which
+    // parts come from the heap arena of whichever thread made them and stay with the process
+    // when freed: the resident set climbs to the sum of every arena's peak, far above the
+    // budget. A fixed threshold keeps blocks of a megabyte and more mmapped, so that a freed
+    // part goes back to the system at once.
+    mallopt(M_MMAP_THRESHOLD, 1024 * 1024);
+#endif
 }
 
 MemoryManager::~MemoryManager() = default;
