@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonParseError>
+#include <QRegularExpression>
 
 namespace Norvik::Cloud::Api {
 
@@ -41,6 +42,10 @@ BackBlazeError::BackBlazeError(const QByteArray& body)
     const QJsonObject object = document.object();
     m_code = object.value(QStringLiteral("code")).toString();
     m_message = object.value(QStringLiteral("message")).toString();
+    // "more than one upload using auth token 4_…" names the token itself, and every message ends
+    // up in the log: keep only its first characters.
+    static const QRegularExpression token(QStringLiteral("(auth token )(\\S{0,6})\\S*"));
+    m_message.replace(token, QStringLiteral("\\1\\2***"));
 }
 
 ListingObjectBackBlaze::ListingObjectBackBlaze(const QJsonObject& file)

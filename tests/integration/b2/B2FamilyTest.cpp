@@ -154,7 +154,7 @@ TEST_P(B2RetryRules, RepeatsAndThrowsAwayWhatTheRuleSays)
             {{"op", ops[c.action]},
              {"status", c.status},
              {"code", codes.value(c.status)},
-             {"message", "more than one upload using auth token 4_x"},
+             {"message", "more than one upload using auth token 4_xoZEM-n3QBeMbtUcZjrd2wCScHF3xlYx"},
              {"times", c.times < 0 ? Norvik::Core::GlobalConfig::instance().retryAttempts() : c.times}});
     QString marker;
     const QString result = outcome([&]() {
