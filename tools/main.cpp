@@ -5,6 +5,7 @@
 #include "ConfigFile.h"
 #include "ProgressBar.h"
 
+#include <NorvikCore/GlobalConfig.h>
 #include <NorvikCore/NorvikDebug.h>
 #include <engine/OperationManager.h>
 #include <info/Config.h>
@@ -12,6 +13,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QTextStream>
 
 using namespace NorvikTool;
@@ -50,6 +52,23 @@ that lacks a key its storage needs is refused before anything is sent.
 Errors are printed as "error <code>: <message>" with the library's error code; the library's
 own log lines show only with --verbose. The exit status is 0 on success, 1 when an operation
 failed, 2 on bad usage or a bad configuration.)";
+
+// The network settings of the command line; everything else keeps the library's defaults.
+class ClientGlobalConfig : public Norvik::Core::GlobalConfig
+{
+public:
+    ClientGlobalConfig(const QString& proxy, const QString& caFile)
+        : m_proxy(proxy)
+        , m_caFile(caFile)
+    {
+    }
+    QString proxy() const override { return m_proxy; }
+    QString caCertificatesPath() const override { return m_caFile; }
+
+private:
+    const QString m_proxy;
+    const QString m_caFile;
+};
 
 } // namespace
 
@@ -109,6 +128,16 @@ int main(int argc, char** argv)
         QStringLiteral("BYTES"));
     const QCommandLineOption tempOption(
         QStringLiteral("temp"), QStringLiteral("Folder for temporary part files."), QStringLiteral("DIR"));
+    const QCommandLineOption proxyOption(
+        QStringLiteral("proxy"),
+        QStringLiteral(
+            "HTTP proxy of the storage's requests (none by default; the environment's proxy variables "
+            "are not read)."),
+        QStringLiteral("URL"));
+    const QCommandLineOption caFileOption(
+        QStringLiteral("ca-file"),
+        QStringLiteral("PEM file of the certificate authorities to trust instead of the system's."),
+        QStringLiteral("FILE"));
     const QCommandLineOption verboseOption(
         QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
         QStringLiteral("Log the library's lines, down to debug, to stderr."));
@@ -116,6 +145,7 @@ int main(int argc, char** argv)
                        maxOption, allOption, multipartOption, chunkOption, stateOption, expiresOption,
                        sslOption, createOption, regionOption, threadsOption, memoryOption, tempOption,
                        verboseOption});
+    parser.addOptions({proxyOption, caFileOption});
     parser.process(app);
 
     const QStringList positional = parser.positionalArguments();
@@ -172,6 +202,15 @@ int main(int argc, char** argv)
         QTextStream(stderr) << "norvik-cloud: --max must be between 1 and 65535" << Qt::endl;
         return 2;
     }
+
+    if (parser.isSet(caFileOption) && !QFileInfo(parser.value(caFileOption)).isReadable()) {
+        QTextStream(stderr) << "norvik-cloud: cannot read --ca-file " << parser.value(caFileOption)
+                            << Qt::endl;
+        return 2;
+    }
+    if (parser.isSet(proxyOption) || parser.isSet(caFileOption))
+        Norvik::Core::GlobalConfig::install(
+            new ClientGlobalConfig(parser.value(proxyOption), parser.value(caFileOption)));
 
     // Engine settings take effect only before the engine starts.
     using Norvik::Cloud::OperationManager;
