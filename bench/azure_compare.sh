@@ -10,6 +10,8 @@
 #                       build-bench/tools/norvik-cloud, in the repository)
 #   BENCH_TOOLS         clients to run, in order, out of "norvik az" (default: both)
 #   TMPDIR              where the temporary folder (source file, downloads, configs) is made
+#   BENCH_TSV           a file that gets one tab-separated line per transfer (bench/tsv.sh), for
+#                       bench/compare_all.sh
 #   BENCH_AZURITE_PORT  port of the benchmark's own azurite (default 10010), so that the test
 #                       suite's instance is neither disturbed nor able to disturb a run
 #   BENCH_AZURITE_RUN   its state folder (default $TMPDIR/norvik-azbench-azurite)
@@ -31,6 +33,7 @@ set -euo pipefail
 
 HERE="$(cd "$(dirname "$0")" && pwd)"
 REPO="$(cd "$HERE/.." && pwd)"
+. "$HERE/tsv.sh"
 SERVERS="$REPO/tests/servers"
 AZ=/usr/bin/az
 ACCOUNT=devstoreaccount1
@@ -130,6 +133,7 @@ record() {  # record TOOL DIRECTION STATUS
   local cpu
   cpu=$(awk -v u="$M_USER" -v s="$M_SYS" 'BEGIN { printf "%.2f", u + s }')
   ROWS+=("$1|$2|$M_WALL|$cpu|$M_RSS_KB|$3")
+  bench_tsv azure "${1/#norvik/norvik-cloud}" "$2" "$M_WALL" "$cpu" "$SIZE_MIB" "$M_RSS_KB" "$3"
   [ "$1" = norvik ] && [ "$3" = ok ] && OUR_WALL[$2]="$M_WALL"
   return 0
 }

@@ -10,6 +10,8 @@
 #   BENCH_B2_PORT   port of the benchmark's own server (default 8241)
 #   BENCH_B2_RUN    its state folder (default $TMPDIR/norvik-b2bench)
 #   TMPDIR          where the source file and the downloads are made
+#   BENCH_TSV       a file that gets one tab-separated line per transfer (bench/tsv.sh), for
+#                   bench/compare_all.sh
 #
 # Both clients run with their defaults (norvik-cloud: parts above 16 MiB, 8 MiB each, engine
 # defaults; rclone: large files above 200 MiB, 96 MiB parts, 4 at once). Every download is
@@ -20,6 +22,7 @@ set -euo pipefail
 
 HERE="$(cd "$(dirname "$0")" && pwd)"
 REPO="$(cd "$HERE/.." && pwd)"
+. "$HERE/tsv.sh"
 SERVERS="$REPO/tests/servers"
 KID=000a1b2c3d4e5f60000000001
 KEY=K000xxxxxxxxxxxxxxxxxxxxxxxxxxx
@@ -70,28 +73,33 @@ head -c $((SIZE_MIB * 1024 * 1024)) /dev/urandom > "$SRC"
 
 ROWS=()
 FAILED=0
-# measure LABEL CMD...: one transfer under /usr/bin/time after sync, and a row of the table.
+# measure TOOL DIRECTION CHECK-FILE CMD...: one transfer under /usr/bin/time after sync, and a row
+# of the table; a download's CHECK-FILE is then compared with the source.
 measure() {
-  local label="$1"; shift
+  local tool="$1" direction="$2" check="$3" status=ok wall=0 user=0 sys=0 rss=0; shift 3
   sync
+  rm -f "$WORK/time"
   if ! /usr/bin/time -f '%e %U %S %M' -o "$WORK/time" "$@" > "$WORK/log" 2>&1; then
-    tail -5 "$WORK/log" >&2
-    ROWS+=("$(printf '%-22s %s' "$label" FAILED)"); FAILED=1; return
+    tail -5 "$WORK/log" >&2; status=FAILED
+  elif [ -n "$check" ] && ! cmp -s "$check" "$SRC"; then
+    log "$check differs from the source"; status=MISMATCH
   fi
-  read -r wall user sys rss < <(tail -n 1 "$WORK/time")
-  ROWS+=("$(awk -v l="$label" -v w="$wall" -v u="$user" -v s="$sys" -v r="$rss" -v m="$SIZE_MIB" 'BEGIN {
+  [ -s "$WORK/time" ] && read -r wall user sys rss < <(tail -n 1 "$WORK/time")
+  bench_tsv b2 "$tool" "$direction" "$wall" "$(awk -v u="$user" -v s="$sys" 'BEGIN { print u + s }')" \
+    "$SIZE_MIB" "$rss" "$status"
+  if [ "$status" != ok ]; then ROWS+=("$(printf '%-22s %s' "$tool $direction" "$status")"); FAILED=1; return; fi
+  ROWS+=("$(awk -v l="$tool $direction" -v w="$wall" -v u="$user" -v s="$sys" -v r="$rss" -v m="$SIZE_MIB" 'BEGIN {
     printf "%-22s %8.1f %9.1f %12.2f %11.0f", l, w, (w > 0 ? m / w : 0), (u + s) / (m / 1024), r / 1024 }')")
 }
-verify() { cmp -s "$1" "$SRC" || { log "$1 differs from the source"; FAILED=1; }; }
 
 fresh_server
-measure "norvik-cloud upload" "$NORVIK_CLOUD" --config "$WORK/norvik.json" put "$SRC" /norvik.bin
-measure "norvik-cloud download" "$NORVIK_CLOUD" --config "$WORK/norvik.json" get /norvik.bin "$WORK/norvik.out"
-verify "$WORK/norvik.out"; rm -f "$WORK/norvik.out"
+measure norvik-cloud upload "" "$NORVIK_CLOUD" --config "$WORK/norvik.json" put "$SRC" /norvik.bin
+measure norvik-cloud download "$WORK/norvik.out" \
+    "$NORVIK_CLOUD" --config "$WORK/norvik.json" get /norvik.bin "$WORK/norvik.out"
+rm -f "$WORK/norvik.out"
 fresh_server
-measure "rclone upload" rclone --config /dev/null copyto "$SRC" "nbench:$BUCKET/rclone.bin"
-measure "rclone download" rclone --config /dev/null copyto "nbench:$BUCKET/rclone.bin" "$WORK/rclone.out"
-verify "$WORK/rclone.out"
+measure rclone upload "" rclone --config /dev/null copyto "$SRC" "nbench:$BUCKET/rclone.bin"
+measure rclone download "$WORK/rclone.out" rclone --config /dev/null copyto "nbench:$BUCKET/rclone.bin" "$WORK/rclone.out"
 
 echo
 echo "$SIZE_MIB MiB through the B2 test server at $ENDPOINT"

@@ -10,6 +10,8 @@
 #                 build-bench/tools/norvik-cloud, in the repository)
 #   BENCH_TOOLS   clients to run, in order, out of "norvik rclone aws" (default: all three)
 #   TMPDIR        where the temporary folder (source file, downloads, configs) is made
+#   BENCH_TSV     a file that gets one tab-separated line per transfer (bench/tsv.sh), for
+#                 bench/compare_all.sh
 #   BENCH_SWIFT   "own" (default): a Swift instance of the benchmark's own, started by
 #                 tests/servers/start-swift.sh with its own ports and state folder, so that the
 #                 test suite's Swift (port 8080) is neither disturbed nor able to disturb a run;
@@ -39,6 +41,7 @@ set -euo pipefail
 
 HERE="$(cd "$(dirname "$0")" && pwd)"
 REPO="$(cd "$HERE/.." && pwd)"
+. "$HERE/tsv.sh"
 SERVERS="$REPO/tests/servers"
 AWS=/usr/bin/aws
 ACCESS_KEY='test:tester'
@@ -214,6 +217,7 @@ record() {  # record TOOL DIRECTION STATUS
   local cpu
   cpu=$(awk -v u="$M_USER" -v s="$M_SYS" 'BEGIN { printf "%.2f", u + s }')
   ROWS+=("$1|$2|$M_WALL|$cpu|$M_RSS_KB|$3")
+  bench_tsv s3 "${1/#norvik/norvik-cloud}" "$2" "$M_WALL" "$cpu" "$SIZE_MIB" "$M_RSS_KB" "$3"
   [ "$1" = norvik ] && [ "$3" = ok ] && OUR_WALL[$2]="$M_WALL"
   return 0
 }
