@@ -8,7 +8,7 @@
 # Environment:
 #   NORVIK_CLOUD    the norvik-cloud binary (default: build/tools/norvik-cloud in the repository)
 #   BENCH_B2_PORT   port of the benchmark's own server (default 8241)
-#   BENCH_B2_RUN    its state folder (default $TMPDIR/norvik-b2bench)
+#   BENCH_B2_RUN    its state folder (default $TMPDIR/norvik-b2bench), removed at the end
 #   TMPDIR          where the source file and the downloads are made
 #   BENCH_TSV       a file that gets one tab-separated line per transfer (bench/tsv.sh), for
 #                   bench/compare_all.sh
@@ -44,7 +44,7 @@ cleanup() {
   local rc=$?
   set +e
   [ -n "$WORK" ] && rm -rf "$WORK"
-  "$SERVERS/start-b2.sh" stop >/dev/null
+  "$SERVERS/start-b2.sh" stop >/dev/null && rm -rf "$CLOUDTEST_RUN"
   exit $rc
 }
 trap cleanup EXIT
