@@ -36,6 +36,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Norvik::Cloud;
@@ -47,6 +48,7 @@ constexpr qint64 MiB = 1024 * 1024;
 struct Step
 {
     double seconds = 0;
+    double cpuSeconds = 0;
     qint64 peakRssKiB = 0;
     unsigned long long maxBudgetUsed = 0;
     bool ok = true;
@@ -98,6 +100,19 @@ private:
     std::thread m_thread;
 };
 
+// User and system time of this process and of its finished children (cp).
+double cpuSeconds()
+{
+    double total = 0;
+    for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage usage{};
+        ::getrusage(who, &usage);
+        for (const timeval& time : {usage.ru_utime, usage.ru_stime})
+            total += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    }
+    return total;
+}
+
 template <typename Body>
 Step measure(Body body)
 {
@@ -105,10 +120,13 @@ Step measure(Body body)
     resetPeakRss();
     BudgetSampler sampler;
     QElapsedTimer timer;
+    const double cpuBefore = cpuSeconds();
     timer.start();
     Step step;
     step.ok = body();
     step.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    // The sampler's own time, a few milliseconds, is counted too.
+    step.cpuSeconds = cpuSeconds() - cpuBefore;
     step.maxBudgetUsed = sampler.stop();
     step.peakRssKiB = statusValueKiB("VmHWM:");
     return step;
@@ -238,13 +256,14 @@ int main(int argc, char** argv)
                 sizeMiB, static_cast<double>(partSize) / MiB, runs, budgetMiB,
                 OperationManager::threadCount());
     std::printf("resident set before the engine started: %.1f MiB\n\n", rssBeforeEngine / 1024.0);
-    std::printf("| %-34s | %8s | %8s | %9s | %13s | %15s |\n", "step", "wall s", "MiB/s", "time / cp",
-                "peak RSS MiB", "budget used MiB");
-    std::printf("|%s|%s|%s|%s|%s|%s|\n", "------------------------------------", "----------", "----------",
-                "-----------", "---------------", "-----------------");
+    std::printf("| %-34s | %8s | %8s | %9s | %9s | %13s | %15s |\n", "step", "wall s", "MiB/s", "time / cp",
+                "CPU s/GiB", "peak RSS MiB", "budget used MiB");
+    std::printf("|%s|%s|%s|%s|%s|%s|%s|\n", "------------------------------------", "----------",
+                "----------", "-----------", "-----------", "---------------", "-----------------");
     const auto row = [&](const char* name, const Step& step) {
-        std::printf("| %-34s | %8.2f | %8.1f | %9.2f | %13.1f | %15.1f |%s\n", name, step.seconds,
-                    sizeMiB / step.seconds, step.seconds / copy.seconds, step.peakRssKiB / 1024.0,
+        std::printf("| %-34s | %8.2f | %8.1f | %9.2f | %9.2f | %13.1f | %15.1f |%s\n", name, step.seconds,
+                    sizeMiB / step.seconds, step.seconds / copy.seconds, step.cpuSeconds * 1024 / sizeMiB,
+                    step.peakRssKiB / 1024.0,
                     static_cast<double>(step.maxBudgetUsed) / MiB, step.ok ? "" : " FAILED");
     };
     row("cp (same disk)", copy);

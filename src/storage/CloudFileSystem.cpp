@@ -25,6 +25,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <future>
 #include <limits>
 
 namespace Norvik::Cloud::Api {
@@ -599,7 +600,20 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
                                             const QByteArray& uploadId, quint64 partId,
                                             const QByteArray& data, const QUuid& operationId)
 {
-    return uploadMultipart(container, path, uploadId, partId, readOnlyBuffer(data), data.size(), operationId);
+    Q_UNUSED(container)
+    // Parts are appended in the order they arrive; their numbers carry no offset.
+    Q_UNUSED(partId)
+    checkSize(data.size(), path);
+    // The part's tag is its MD5, which costs more than writing the part into the page cache:
+    // with the bytes in memory it is computed on a thread of its own while they are written.
+    auto tag = std::async(std::launch::async, [data] {
+        return Norvik::Core::Hash::Digest::hash(data, Norvik::Core::Hash::Algorithm::Md5).toBase64();
+    });
+    QBuffer device;
+    device.setData(data);
+    device.open(QIODevice::ReadOnly);
+    appendPart(path, uploadId, device, data.size(), operationId, nullptr);
+    return tag.get();
 }
 
 QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QString& path,
@@ -608,7 +622,6 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
                                             const QUuid& operationId)
 {
     Q_UNUSED(container)
-    // Parts are appended in the order they arrive; their numbers carry no offset.
     Q_UNUSED(partId)
     checkSize(size, path);
     if (!device || (!device->isOpen() && !device->open(QIODevice::ReadOnly))) {
@@ -616,7 +629,17 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
         throw Exception::InvalidData(QByteArray());
     }
     const qint64 start = device->pos();
+    Norvik::Core::Hash::Digest tag(Norvik::Core::Hash::Algorithm::Md5);
+    appendPart(path, uploadId, *device, size, operationId, &tag);
+    // The caller may read its part again, for instance to retry it elsewhere.
+    if (!device->isSequential())
+        device->seek(start);
+    return tag.result().toBase64();
+}
 
+void CloudFileSystem::appendPart(const QString& path, const QByteArray& uploadId, QIODevice& device,
+                                 qint64 size, const QUuid& operationId, Norvik::Core::Hash::Digest* tag)
+{
     MultipartUpload& uploads = MultipartUpload::instance();
     const MultipartUpload::Entry entry = uploads.get(uploadId);
     const QString& filePath = entry.second;
@@ -639,12 +662,11 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
         throw operationError(message);
     }
 
-    Norvik::Core::Hash::Digest tag(Norvik::Core::Hash::Algorithm::Md5);
     QString message;
     const bool placed = file.seek(static_cast<qint64>(entry.first));
     if (!placed)
         message = file.errorString();
-    if (!placed || appendStream(*device, file, size, operationId, &tag, message) != CopyFailure::None) {
+    if (!placed || appendStream(device, file, size, operationId, tag, message) != CopyFailure::None) {
         if (message.isEmpty())
             message = tr("Multipart upload error write part");
         file.close();
@@ -656,10 +678,6 @@ QByteArray CloudFileSystem::uploadMultipart(const QString& container, const QStr
     }
     file.close();
     uploads.add(uploadId, static_cast<unsigned long long>(size));
-    // The caller may read its part again, for instance to retry it elsewhere.
-    if (!device->isSequential())
-        device->seek(start);
-    return tag.result().toBase64();
 }
 
 void CloudFileSystem::abortMultipartUpload(const QString& container, const QString& path,

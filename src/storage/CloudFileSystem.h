@@ -4,6 +4,10 @@
 
 #include <QUrl>
 
+namespace Norvik::Core::Hash {
+class Digest;
+}
+
 class QDir;
 class QFile;
 
@@ -99,6 +103,10 @@ private:
     void copyFile2Stream(const FileAutoDeleter& file, QIODevice& out, qint64 position, qint64 size,
                          const QUuid& operationId) const;
     void removePath(const QString& path) const;
+    // Appends size bytes of device to the file of the multipart upload; hashes them into tag
+    // when one is given.
+    void appendPart(const QString& path, const QByteArray& uploadId, QIODevice& device, qint64 size,
+                    const QUuid& operationId, Norvik::Core::Hash::Digest* tag);
     // Throws InvalidArgument for a local path that really leads outside the root, through a
     // link on the way or at its end; path is the cloud path named in the message.
     void confine(const QString& local, const QString& path) const;

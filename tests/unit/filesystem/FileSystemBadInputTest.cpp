@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 
 #include <QBuffer>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QUuid>
 
@@ -226,7 +227,9 @@ TEST_F(FileSystemFullDisk, UploadFailsAtOnceAndLeavesNothing)
 TEST_F(FileSystemFullDisk, MultipartPartThatDoesNotFitEndsTheUpload)
 {
     const QByteArray id = m_storage.beginMultipartUpload(QString(), "/multi.bin", {});
-    m_storage.uploadMultipart(QString(), "/multi.bin", id, 1, QByteArray(1000, 'a'), QUuid());
+    // The part's tag is its MD5.
+    EXPECT_EQ(m_storage.uploadMultipart(QString(), "/multi.bin", id, 1, QByteArray(1000, 'a'), QUuid()),
+              QCryptographicHash::hash(QByteArray(1000, 'a'), QCryptographicHash::Md5).toBase64());
     const auto error = thrown<Api::Exception::Operation>([&] {
         m_storage.uploadMultipart(QString(), "/multi.bin", id, 2, NorvikTest::randomBytes(2 * 1024 * 1024),
                                   QUuid());
