@@ -68,11 +68,17 @@ void OperationTask::loop()
     bool free = true;
     QUuid current;
     const int idLength = QUuid().toByteArray().size();
+    // After a job went out the operation is asked again at once: otherwise its parts in flight
+    // would grow by one per result or per poll period, and a transfer would stay below the
+    // parallelism that makeJob() allows.
+    bool sent = false;
 
     for (;;) {
         // A busy thread leaves the task socket out of its poll: it takes no new operation.
         nn_pollfd fds[2] = {{subscriber.fd(), NN_POLLIN, 0}, {m_taskSocket->fd(), NN_POLLIN, 0}};
-        if (nn::poll(fds, free ? 2 : 1, PollTimeoutMs) >= 1) {
+        const int timeout = sent ? 0 : PollTimeoutMs;
+        sent = false;
+        if (nn::poll(fds, free ? 2 : 1, timeout) >= 1) {
             if (fds[0].revents & NN_POLLIN) {
                 QByteArray message = receiveMessage(subscriber, NN_DONTWAIT);
                 if (!message.isEmpty()) {
@@ -123,6 +129,7 @@ void OperationTask::loop()
         object.insert(JobFormat::TaskId, id().toString());
         const QByteArray data = QJsonDocument(object).toBinaryData();
         jobSender.send(data.constData(), data.size(), NN_DONTWAIT);
+        sent = true;
     }
 }
 
